@@ -1,0 +1,40 @@
+#ifndef TAMBER_CALLBACK_H
+#define TAMBER_CALLBACK_H
+
+#include "tamberTypes/tamberString.h"
+#include "tqllib.h"
+
+class tql_core;
+
+// The one place that holds and calls the host's functions.
+class TamberCallback {
+public:
+    explicit TamberCallback(tql_core* core);
+    virtual ~TamberCallback();
+
+    // Takes every non-NULL slot; -1 when a mandatory slot is NULL.
+    int registerCallbacks(tql_CallbackStruct callbacks);
+    tql_core* getCore() const { return m_core; }
+
+private:
+    tql_core* m_core;
+    void* m_hostContext;
+    tql_onTileFn m_onSearch;
+    tql_onTileFn m_onRecents;
+    tql_onTileFn m_onFavorites;
+    tql_onTileFn m_onForYou;
+    tql_onEpisodesFn m_onEpisodes;
+    tql_onGlobalSettingsFn m_onGlobalSettings;
+    tql_onMetadataFn m_onMetadata;
+    tql_onTimebarFn m_onTimebar;
+    tql_onBitrateFn m_onBitrate;
+    tql_onBusyFn m_onBusy;
+    tql_onErrorFn m_onError;
+    tql_onPdtUpdateFn m_onPdtUpdate;
+    tql_onDemandFn m_onDemand;
+    tql_onChannelFn m_onChannel;
+    tql_onRefreshFn m_onRefresh;
+    tql_string m_imageUrls[TQL_CONTENT_IMAGES];
+};
+
+#endif

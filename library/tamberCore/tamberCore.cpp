@@ -1,0 +1,241 @@
+#include "tamberCore.h"
+
+#include <cstring>
+
+#include "tamberTypes/tamberDebug.h"
+
+static const char kRule[] = "--------------------------------------------------------";
+
+tql_core::tql_core()
+    : m_tamberRequest(this),
+      m_callback(nullptr),
+      m_state(CoreStateIdle),
+      m_maxInactivityTime(0),
+      m_audioOutputLatency(0)
+{
+    m_callback = new TamberCallback(this);
+    m_version = tql_string::formatString("%d.%d.%d", kVersionMajor, kVersionMinor, kVersionPatch);
+}
+
+tql_core::~tql_core()
+{
+    delete m_callback;
+}
+
+int tql_core::init()
+{
+    if (!tql_int_init_debug()) {
+        TQL_LOG(1, "Unable to initialize debug system");
+        return -2;
+    }
+    if (tql_cr_init() != 1) {
+        TQL_LOG(1, "Unable to initialize crypto library");
+        return -2;
+    }
+    TQL_LOG(3, "%s", kRule);
+    TQL_LOG(3, "TQL Norvale library version %d.%d.%d", kVersionMajor, kVersionMinor, kVersionPatch);
+    TQL_LOG(3, "%s", kRule);
+    return 1;
+}
+
+int tql_core::deinit()
+{
+    // The session ends with the destructor.
+    return 1;
+}
+
+int tql_core::getVersion(int* major, int* minor, int* patch)
+{
+    if (major)
+        *major = kVersionMajor;
+    if (minor)
+        *minor = kVersionMinor;
+    if (patch)
+        *patch = kVersionPatch;
+    return 1;
+}
+
+int tql_core::checkVersion(const char* version)
+{
+    tql_string text(version);
+    int firstDot = text.indexOf('.', 0);
+    int compatible = 0;
+    if (firstDot >= 0) {
+        int secondDot = text.indexOf('.', firstDot + 1);
+        int majorOk = 1;
+        int minorOk = 1;
+        int major = text.left(firstDot).toInt(&majorOk, 10);
+        int minor = text.mid(firstDot + 1, secondDot < 0 ? -1 : secondDot - firstDot - 1).toInt(&minorOk, 10);
+        compatible = majorOk && minorOk && major == kVersionMajor && minor == kVersionMinor;
+    }
+    if (compatible) {
+        TQL_LOG(3, "Header and Lib versions are compatible");
+        return 1;
+    }
+    TQL_LOG(1, "Header and Lib versions are not compatible");
+    return -1;
+}
+
+int tql_core::setExternalVersion(const char* version)
+{
+    m_version = version; // NULL ends the process on the string's assertion
+    return 1;
+}
+
+int tql_core::getState()
+{
+    m_mutex.lock();
+    int state = m_state;
+    m_mutex.unlock();
+    return state;
+}
+
+int tql_core::getBypassState()
+{
+    TQL_LOG(4, "getting bypass status thru dummy get server presets");
+    // The no-op that refreshes the flags needs a session, which is not held.
+    return -1;
+}
+
+int tql_core::setAudioOutpuLatency(int latency)
+{
+    m_audioOutputLatency = latency;
+    return m_audioOutputLatency;
+}
+
+tql_string tql_core::getFaultResponse(const tql_string& fallback)
+{
+    // No classified reply is held yet, so the fallback stands.
+    return fallback;
+}
+
+int tql_core::getFaultResponseMessage(char* buffer, unsigned int* length)
+{
+    if (!buffer || !length)
+        return -1;
+    tql_string text = getFaultResponse(tql_string(""));
+    unsigned int needed = static_cast<unsigned int>(text.length());
+    if (needed > *length) {
+        *length = needed;
+        return -8;
+    }
+    memcpy(buffer, text.data(), needed); // no terminator, by contract
+    *length = needed;
+    return static_cast<int>(needed);
+}
+
+int tql_core::norvaleRoutingCall()
+{
+    // Routing is not on the wire yet: the rung fails with a general error.
+    m_tamberRequest.setLibraryErrorResponse(1, 0);
+    return 0;
+}
+
+int tql_core::norvaleConfigurationCall()
+{
+    m_tamberRequest.setLibraryErrorResponse(1, 0);
+    return 0;
+}
+
+int tql_core::norvaleAuthenticationCall(const TamberAccount&)
+{
+    m_tamberRequest.setLibraryErrorResponse(1, 0);
+    return 0;
+}
+
+// Climbs from the current rung to CoreStateAuthenticated. A failed rung keeps
+// its state so that the next call starts there again.
+int tql_core::climbToAuthenticated(tql_errorNotification* error, const TamberAccount& account)
+{
+    if (m_state == CoreStateIdle) {
+        if (!norvaleRoutingCall()) {
+            m_tamberRequest.getErrorResponse(error);
+            return -1;
+        }
+        m_state = CoreStateRouted;
+    }
+    if (m_state == CoreStateRouted) {
+        if (!norvaleConfigurationCall()) {
+            m_tamberRequest.getErrorResponse(error);
+            return -1;
+        }
+        m_state = CoreStateConfigured;
+    }
+    if (m_state == CoreStateConfigured) {
+        if (!norvaleAuthenticationCall(account)) {
+            m_tamberRequest.getErrorResponse(error);
+            return -1;
+        }
+        m_state = CoreStateAuthenticated;
+    }
+    return 1;
+}
+
+int tql_core::norvaleConfigureTamber(tql_errorNotification* error, const TamberAccount* account)
+{
+    TamberAccount held = account ? *account : tamberSettingsInt().getAccount();
+    memset(error, 0, sizeof *error);
+    if (held.username.isEmpty()) {
+        m_tamberRequest.setLibraryErrorResponse(49, 0);
+        error->errorCode = 49;
+        return -1;
+    }
+    if (m_state >= CoreStateAuthenticated || m_state == 3)
+        return 1;
+    return climbToAuthenticated(error, held);
+}
+
+int tql_core::verifyAccount(tql_TamberAccount account, tql_errorNotification* error)
+{
+    TamberAccount fresh;
+    for (tql_string* field : {&fresh.username, &fresh.password, &fresh.accountField2, &fresh.accountField3,
+                              &fresh.accountField4, &fresh.accountField5, &fresh.accountField6,
+                              &fresh.accountField7})
+        *field = "";
+    if (account.username)
+        fresh.username += account.username;
+    if (account.password)
+        fresh.password += account.password;
+    if (norvaleConfigureTamber(error, &fresh) == 1) {
+        TQL_LOG(4, "Writting new account credentials to settings %s", fresh.username.c_str());
+        tamberSettingsInt().setAccount(fresh);
+        return 1;
+    }
+    m_tamberRequest.getErrorResponse(error);
+    return -1;
+}
+
+int tql_core::norvaleChannelList(tql_errorNotification* error)
+{
+    TamberAccount held = tamberSettingsInt().getAccount();
+    if (error)
+        memset(error, 0, sizeof *error);
+    if (m_state == CoreStateChannelsRead)
+        return 1;
+    tql_errorNotification scratch;
+    tql_errorNotification* out = error ? error : &scratch;
+    if (climbToAuthenticated(out, held) != 1)
+        return -1;
+    // The line-up itself is read once the listing call is on the wire.
+    return failNoRouting(error);
+}
+
+void tql_core::triggerChannelRefetch()
+{
+    m_state = CoreStateAuthenticated;
+}
+
+int tql_core::stopChannel()
+{
+    TQL_LOG(3, "stopChannel");
+    TQL_LOG(3, "stopChannel DONE");
+    return 1;
+}
+
+int tql_core::failNoRouting(tql_errorNotification* error)
+{
+    TQL_LOG(1, "Tamber not configured, no routing Url");
+    m_tamberRequest.setLibraryErrorResponse(14, 0);
+    m_tamberRequest.getErrorResponse(error);
+    return -1;
+}

@@ -1,0 +1,73 @@
+#ifndef TAMBER_CORE_H
+#define TAMBER_CORE_H
+
+#include "tamberCallback.h"
+#include "tamberRequest.h"
+#include "tamberTypes/tamberMutex.h"
+#include "tamberTypes/tamberSettings.h"
+#include "tamberTypes/tamberString.h"
+#include "tqllib.h"
+
+// Session states; a failed rung stays on its rung so the next call retries it.
+enum tql_coreState {
+    CoreStateIdle = 0,
+    CoreStateRouted = 1,
+    CoreStateConfigured = 2,
+    CoreStateAuthenticated = 4, // logged in, line-up still to be read
+    CoreStateChannelsRead = 5
+};
+
+// The object behind the flat interface: owns the service client and the
+// callback hub, keeps the session state.
+class tql_core {
+public:
+    static const int kVersionMajor = 3;
+    static const int kVersionMinor = 0;
+    static const int kVersionPatch = 0;
+
+    tql_core();
+    virtual ~tql_core();
+    tql_core(const tql_core&) = delete;
+    tql_core& operator=(const tql_core&) = delete;
+
+    int init();
+    int deinit();
+
+    int getVersion(int* major, int* minor, int* patch);
+    int checkVersion(const char* version);
+    int setExternalVersion(const char* version);
+    int getState();
+    int getBypassState();
+    int getMaxInactivityTime() const { return m_maxInactivityTime; }
+    int setAudioOutpuLatency(int latency);
+    int getFaultResponseMessage(char* buffer, unsigned int* length);
+    tql_string getFaultResponse(const tql_string& fallback);
+
+    int norvaleConfigureTamber(tql_errorNotification* error, const TamberAccount* account);
+    int verifyAccount(tql_TamberAccount account, tql_errorNotification* error);
+    int norvaleChannelList(tql_errorNotification* error);
+    void triggerChannelRefetch();
+    int stopChannel();
+
+    // A content call that cannot reach the service: no routing is held.
+    int failNoRouting(tql_errorNotification* error);
+
+    TamberRequest& getTamberRequest() { return m_tamberRequest; }
+    TamberCallback* getTamberCallback() { return m_callback; }
+
+private:
+    int norvaleRoutingCall();
+    int norvaleConfigurationCall();
+    int norvaleAuthenticationCall(const TamberAccount& account);
+    int climbToAuthenticated(tql_errorNotification* error, const TamberAccount& account);
+
+    TamberRequest m_tamberRequest;
+    TamberCallback* m_callback;
+    int m_state;
+    int m_maxInactivityTime;
+    int m_audioOutputLatency;
+    tql_mutex m_mutex;
+    tql_string m_version;
+};
+
+#endif

@@ -1,0 +1,448 @@
+#include "tqllibInt.h"
+
+#include <cstring>
+
+#include "tamberCore.h"
+#include "tamberErrorText.h"
+#include "tamberTypes/tamberDebug.h"
+
+static tql_core* g_core = nullptr;
+
+tql_core* tql_int_get_core()
+{
+    return g_core;
+}
+
+int tql_int_init()
+{
+    if (g_core)
+        return 1;
+    g_core = new tql_core();
+    int result = g_core->init();
+    if (result != 1) {
+        delete g_core;
+        g_core = nullptr;
+        return -2;
+    }
+    return 1;
+}
+
+int tql_int_deinit()
+{
+    if (!g_core)
+        return -1;
+    g_core->deinit();
+    delete g_core;
+    g_core = nullptr;
+    return 1;
+}
+
+// The lazy kind: a host that forgot tql_init still gets a working core.
+static tql_core* lazyCore()
+{
+    return tql_int_init() == 1 ? g_core : nullptr;
+}
+
+static void clearError(tql_errorNotification* error)
+{
+    if (error)
+        memset(error, 0, sizeof *error);
+}
+
+// The library's lists are freed node by node; the texts inside are borrowed
+// from the last response of that kind and stay.
+template <class Node>
+static int freeChain(Node* head)
+{
+    while (head) {
+        Node* next = head->next;
+        tql_free(head);
+        head = next;
+    }
+    return 1;
+}
+
+extern "C" {
+
+int tql_init(void)
+{
+    return tql_int_init();
+}
+
+int tql_deinit(void)
+{
+    return tql_int_deinit();
+}
+
+int tql_registerCallbacks(tql_CallbackStruct callbacks)
+{
+    tql_core* core = lazyCore();
+    return core ? core->getTamberCallback()->registerCallbacks(callbacks) : -1;
+}
+
+void tql_set_debug_level(int level)
+{
+    tql_int_set_debug_level(level);
+}
+
+int tql_getVersion(int* major, int* minor, int* patch)
+{
+    tql_core* core = lazyCore();
+    return core ? core->getVersion(major, minor, patch) : -1;
+}
+
+int tql_checkVersion(const char* version)
+{
+    tql_core* core = lazyCore();
+    return core ? core->checkVersion(version) : -1;
+}
+
+int tql_setExternalVersion(const char* version)
+{
+    tql_core* core = lazyCore();
+    return core ? core->setExternalVersion(version) : -1;
+}
+
+int tql_get_status(void)
+{
+    tql_core* core = lazyCore();
+    return core ? core->getState() : -1;
+}
+
+int tql_get_bypassStatus(void)
+{
+    tql_core* core = lazyCore();
+    return core ? core->getBypassState() : -1;
+}
+
+const char* tql_get_error(int code)
+{
+    return tql_int_get_error(code);
+}
+
+int tql_getFaultResponseMessage(char* buffer, unsigned int* length)
+{
+    tql_core* core = lazyCore();
+    return core ? core->getFaultResponseMessage(buffer, length) : -1;
+}
+
+int tql_getMaxInactivityTime(void)
+{
+    tql_core* core = lazyCore();
+    return core ? core->getMaxInactivityTime() : -1;
+}
+
+int tql_getMaxIdleTimeout(void)
+{
+    tql_core* core = lazyCore();
+    return core ? core->getMaxInactivityTime() : -1;
+}
+
+int tql_reset_cUrl(void)
+{
+    // The transport handle is made with the first request; there is none to reset yet.
+    lazyCore();
+    return 0;
+}
+
+int tql_error_notifier(tql_errorNotification* notification)
+{
+    (void)notification; // a hook for whoever wants to watch every error report
+    return 1;
+}
+
+int tql_configure_tamber(tql_errorNotification* error)
+{
+    tql_core* core = lazyCore();
+    if (!core || !error)
+        return -1;
+    return core->norvaleConfigureTamber(error, nullptr);
+}
+
+int tql_verify_account(tql_TamberAccount account, tql_errorNotification* error)
+{
+    tql_core* core = lazyCore();
+    if (!core || !error)
+        return -1;
+    return core->verifyAccount(account, error);
+}
+
+int tql_channel_list(tql_errorNotification* error)
+{
+    tql_core* core = lazyCore();
+    if (!core || !error)
+        return -1;
+    return core->norvaleChannelList(error);
+}
+
+// Content calls. Without a session they cannot reach the service; each
+// answers with its own failure value.
+static int contentFailure(tql_errorNotification* error)
+{
+    tql_core* core = lazyCore();
+    clearError(error);
+    return core ? core->failNoRouting(error) : -1;
+}
+
+int tql_get_recents(tql_errorNotification* error, int carousel)
+{
+    (void)carousel;
+    return contentFailure(error);
+}
+
+int tql_get_favorites(tql_errorNotification* error, int carousel)
+{
+    (void)carousel;
+    return contentFailure(error);
+}
+
+int tql_get_forYou(tql_errorNotification* error)
+{
+    return contentFailure(error);
+}
+
+int tql_get_forYouCarousel(tql_errorNotification* error)
+{
+    return contentFailure(error);
+}
+
+// Shows and episodes answer 0 when no module came back, -1 only with no core.
+static int listingFailure()
+{
+    tql_core* core = lazyCore();
+    if (!core)
+        return -1;
+    core->failNoRouting(nullptr);
+    return 0;
+}
+
+int tql_getShows(const char* genreKey, const char* channelId)
+{
+    (void)genreKey;
+    (void)channelId;
+    return listingFailure();
+}
+
+int tql_getShowsByGenre(const char* genreKey)
+{
+    return tql_getShows(genreKey, "");
+}
+
+int tql_getShowsByChannelId(const char* channelId)
+{
+    return tql_getShows("", channelId);
+}
+
+int tql_getEpisodes(const char* showKey)
+{
+    (void)showKey;
+    return listingFailure();
+}
+
+int tql_search(const char* text)
+{
+    (void)text;
+    return contentFailure(nullptr);
+}
+
+int tql_checkGeoRestricted(const char* text)
+{
+    (void)text;
+    return contentFailure(nullptr);
+}
+
+int tql_clearRecents(void)
+{
+    return contentFailure(nullptr);
+}
+
+tql_chainedPresets* tql_get_preset_list(int* count, tql_ePresetsState state)
+{
+    (void)state;
+    if (!lazyCore() || !count)
+        return nullptr;
+    contentFailure(nullptr);
+    *count = -1;
+    return nullptr;
+}
+
+tql_chainedPresets* tql_update_server_preset(tql_chainedPresets* presets, char* buffer, unsigned int* length,
+                                             int* count)
+{
+    if (!lazyCore() || !presets || !buffer || !length || *length == 0 || !count)
+        return nullptr;
+    contentFailure(nullptr);
+    *count = -1;
+    return nullptr;
+}
+
+int tql_update_server_favorites(tql_chainedFavorites* favorites, tql_errorNotification* error)
+{
+    (void)favorites;
+    return contentFailure(error);
+}
+
+int tql_update_global_settings(tql_globalSetting* settings, int count, tql_errorNotification* error)
+{
+    (void)settings;
+    (void)count;
+    return contentFailure(error);
+}
+
+tql_chainedPausePoints* tql_getPausePoints(int* status)
+{
+    if (!lazyCore())
+        return nullptr;
+    contentFailure(nullptr);
+    if (status)
+        *status = -1;
+    return nullptr;
+}
+
+int tql_startPtdNotification(void)
+{
+    return tql_startPtdNotificationForGenre("all");
+}
+
+int tql_startPtdNotificationForGenre(const char* genre)
+{
+    (void)genre;
+    // The program data loop runs on the tick and is not armed yet.
+    return lazyCore() ? 0 : -1;
+}
+
+int tql_startPtdNotificationForChannelIds(tql_chainedPDTChannels* channels)
+{
+    (void)channels;
+    return lazyCore() ? 0 : -1;
+}
+
+int tql_stop_pdt_notification(void)
+{
+    lazyCore();
+    return 0;
+}
+
+int tql_freePresets(tql_chainedPresets* head)
+{
+    return freeChain(head);
+}
+
+int tql_freePausePointList(tql_chainedPausePoints* head)
+{
+    return freeChain(head);
+}
+
+int tql_freeContentList(tql_chainedTQLContent* head)
+{
+    return freeChain(head);
+}
+
+int tql_freeFavoriteList(tql_chainedFavorites* head)
+{
+    return freeChain(head);
+}
+
+int tql_freeStringList(tql_chainedStrings* head)
+{
+    return freeChain(head);
+}
+
+// Playback. The streaming engine is not part of the core yet; these give the
+// results the surface defines for a core without an engine.
+int tql_playChannel(tql_channel_ctx* ctx)
+{
+    (void)ctx;
+    return -1;
+}
+
+int tql_stopChannel(void)
+{
+    tql_core* core = tql_int_get_core();
+    return core ? core->stopChannel() : -1;
+}
+
+int tql_userPause(int pause)
+{
+    (void)pause;
+    return -1;
+}
+
+int tql_selectStreamIndex(int index)
+{
+    (void)index;
+    return 0;
+}
+
+int tql_triggerGoLive(void)
+{
+    lazyCore();
+    return 0;
+}
+
+void tql_triggerChannelRefetch(void)
+{
+    tql_core* core = lazyCore();
+    if (core)
+        core->triggerChannelRefetch();
+}
+
+int tql_getNextSegmentTime(char* buffer, int length)
+{
+    (void)buffer;
+    (void)length;
+    lazyCore();
+    return -1;
+}
+
+int tql_getPrevSegmentTime(char* buffer, int length)
+{
+    (void)buffer;
+    (void)length;
+    lazyCore();
+    return -1;
+}
+
+int tql_getShowStartGuid(char* buffer, int length)
+{
+    (void)buffer;
+    (void)length;
+    lazyCore();
+    return -1;
+}
+
+int tql_getStreamBitrate(void)
+{
+    lazyCore();
+    return 0;
+}
+
+int tql_outputLatency(int latencyMs)
+{
+    tql_core* core = lazyCore();
+    return core ? core->setAudioOutpuLatency(latencyMs) : -1;
+}
+
+int tql_externalTimerTick(unsigned int elapsedMs)
+{
+    if (!tql_int_get_core())
+        return -1;
+    if (elapsedMs == 0) {
+        TQL_LOG(1, "Invalid argument, timer tick has to be defined");
+        return -1;
+    }
+    return 0; // no timer is registered yet
+}
+
+int tql_sendAudioData(void)
+{
+    return -1;
+}
+
+int tql_on_playTimeChanged(unsigned int positionMs)
+{
+    (void)positionMs;
+    return -1;
+}
+
+} // extern "C"

@@ -1,0 +1,70 @@
+#include "HeapCounter.h"
+
+#include <atomic>
+#include <cstdlib>
+#include <new>
+
+static std::atomic<long> g_newCalls{0};
+
+namespace testport {
+long heapAllocations()
+{
+    return g_newCalls.load();
+}
+} // namespace testport
+
+void* operator new(std::size_t size)
+{
+    ++g_newCalls;
+    if (void* p = std::malloc(size ? size : 1))
+        return p;
+    throw std::bad_alloc();
+}
+
+void* operator new[](std::size_t size)
+{
+    return operator new(size);
+}
+
+void operator delete(void* p) noexcept
+{
+    std::free(p);
+}
+
+void operator delete[](void* p) noexcept
+{
+    std::free(p);
+}
+
+void operator delete(void* p, std::size_t) noexcept
+{
+    std::free(p);
+}
+
+void operator delete[](void* p, std::size_t) noexcept
+{
+    std::free(p);
+}
+
+// The nothrow forms too, so that every allocation and release of the process
+// pairs through malloc and free (the sanitizers check the pairing).
+void* operator new(std::size_t size, const std::nothrow_t&) noexcept
+{
+    ++g_newCalls;
+    return std::malloc(size ? size : 1);
+}
+
+void* operator new[](std::size_t size, const std::nothrow_t& tag) noexcept
+{
+    return operator new(size, tag);
+}
+
+void operator delete(void* p, const std::nothrow_t&) noexcept
+{
+    std::free(p);
+}
+
+void operator delete[](void* p, const std::nothrow_t&) noexcept
+{
+    std::free(p);
+}

@@ -1,0 +1,10 @@
+#ifndef HEAP_COUNTER_H
+#define HEAP_COUNTER_H
+
+// Counts the C++ heap allocations (operator new) of the test process, so that
+// a test can show a path allocates nothing at all, not even outside the port.
+namespace testport {
+long heapAllocations();
+}
+
+#endif
