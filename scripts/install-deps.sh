@@ -4,7 +4,7 @@
 set -euo pipefail
 
 packages=(
-  cmake ninja-build g++ clang libclang-rt-dev pkg-config binutils
+  cmake ninja-build g++ clang libclang-rt-dev pkg-config binutils python3 tzdata
   libyajl-dev
   libgtest-dev libgmock-dev libbenchmark-dev
 )

@@ -20,3 +20,6 @@ run() {
 
 run build normal -DCMAKE_BUILD_TYPE=RelWithDebInfo
 run build-asan sanitized -DCMAKE_BUILD_TYPE=Debug -DTQL_SANITIZE=ON
+
+echo "=== fuzz smoke"
+bash scripts/fuzz-smoke.sh

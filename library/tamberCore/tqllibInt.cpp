@@ -5,6 +5,7 @@
 #include "tamberCore.h"
 #include "tamberErrorText.h"
 #include "tamberTypes/tamberDebug.h"
+#include "tamberTypes/tamberTimer.h"
 
 static tql_core* g_core = nullptr;
 
@@ -431,7 +432,7 @@ int tql_externalTimerTick(unsigned int elapsedMs)
         TQL_LOG(1, "Invalid argument, timer tick has to be defined");
         return -1;
     }
-    return 0; // no timer is registered yet
+    return tql_timerTick::instance()->on_timerTick(elapsedMs);
 }
 
 int tql_sendAudioData(void)
