@@ -72,3 +72,12 @@ int TamberCallback::registerCallbacks(tql_CallbackStruct cb)
         result = -1;
     return result;
 }
+
+int TamberCallback::notifyErrorInfo(tql_errorNotification notification)
+{
+    if (!m_onError || !m_hostContext) {
+        TQL_LOG(1, "Callback error - null pointer");
+        return -1;
+    }
+    return m_onError(m_hostContext, &notification);
+}

@@ -16,6 +16,9 @@ public:
     int registerCallbacks(tql_CallbackStruct callbacks);
     tql_core* getCore() const { return m_core; }
 
+    // The host's result, -1 when no error callback is registered.
+    int notifyErrorInfo(tql_errorNotification notification);
+
 private:
     tql_core* m_core;
     void* m_hostContext;

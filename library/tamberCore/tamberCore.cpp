@@ -239,3 +239,30 @@ int tql_core::failNoRouting(tql_errorNotification* error)
     m_tamberRequest.getErrorResponse(error);
     return -1;
 }
+
+int tql_core::norvaleResumeCall()
+{
+    // The resume request comes with the session calls; until then the repair
+    // is a no-op, and callers treat it as best effort in any case.
+    return 1;
+}
+
+void tql_core::localBypassStatus(tql_bypassStatus* status)
+{
+    const tql_bypassStatus& held = m_tamberRequest.m_bypassStatus;
+    status->bypass704 = held.bypass704;
+    status->bypass702 = held.bypass702;
+    status->bypass705 = held.bypass705;
+    status->bypass314 = held.bypass314;
+    status->bypass708 = held.bypass708;
+    status->bypass701 = held.bypass701;
+}
+
+// The host sees a change of the bypass flags as an error report of code 0.
+void tql_core::on_tamberBypassModeChanged()
+{
+    tql_errorNotification notification;
+    memset(&notification, 0, sizeof notification);
+    localBypassStatus(&notification.bypass);
+    m_callback->notifyErrorInfo(notification);
+}

@@ -52,6 +52,13 @@ public:
     // A content call that cannot reach the service: no routing is held.
     int failNoRouting(tql_errorNotification* error);
 
+    // The service asked for the line-up to be read again.
+    void forceLineupReload() { m_state = CoreStateAuthenticated; }
+    int norvaleResumeCall();
+    void on_tamberBypassModeChanged();
+    void localBypassStatus(tql_bypassStatus* status);
+    int triggerResetCurl() { return m_tamberRequest.resetCurl(); }
+
     TamberRequest& getTamberRequest() { return m_tamberRequest; }
     TamberCallback* getTamberCallback() { return m_callback; }
 

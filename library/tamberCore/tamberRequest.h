@@ -1,30 +1,220 @@
 #ifndef TAMBER_REQUEST_H
 #define TAMBER_REQUEST_H
 
+#include "tamberResponse/tamberResponse.h"
+#include "tamberTypes/tamberByteArray.h"
+#include "tamberTypes/tamberList.h"
+#include "tamberTypes/tamberString.h"
+#include "tamberTypes/tamberUrl.h"
 #include "tqllib.h"
 
 class tql_core;
+class tql_json;
 
-// The service client. Failures travel as a library error code and the last
-// service code, read back with getErrorResponse.
+// The request types: key of the error table and of message classification.
+enum eRequestType {
+    eRequestRouting = 0,
+    eRequestAuth = 1,
+    eRequestConfiguration = 2,
+    eRequestChannelListing = 3,
+    eRequestTuneLive = 4,
+    eRequestTuneAod = 5,
+    eRequestReserved = 6,
+    eRequestTuneDrav = 7,
+    eRequestNoop = 8,
+    eRequestFavorites = 9,
+    eRequestRecents = 10,
+    eRequestCollation = 11,
+    eRequestConsume = 12,
+    eRequestOnDemand = 13,
+    eRequestGeoLocation = 14,
+    eRequestRefreshTracks = 15,
+    eRequestSearch = 16,
+    eRequestPdt = 17,
+    eRequestEpisodes = 18,
+    eRequestModify = 19,
+    eRequestResume = 20,
+    eRequestForYou = 21,
+    eRequestForYouCarousel = 22
+};
+
+// The library's error numbers; the host's texts are in the public table.
+enum TamberErrorCodes {
+    tamberErrorNone = 0,
+    tamberErrorGeneral = 1,
+    tamberErrorConfiguration = 3,
+    tamberErrorNotConfigured = 4,
+    tamberErrorLineupArguments = 13,
+    tamberErrorNoRouting = 14,
+    tamberErrorTokenUpdate = 15,
+    tamberErrorTokenUrlEmpty = 16,
+    tamberErrorChannelUnavailable = 17,
+    tamberErrorInvalidSession = 18,
+    tamberErrorRecents = 20,
+    tamberErrorFavorites = 21,
+    tamberErrorCollation = 22,
+    tamberErrorRecommendations = 23,
+    tamberErrorPresets = 24,
+    tamberErrorSearch = 25,
+    tamberErrorPassword = 26,
+    tamberErrorNoMemory = 30,
+    tamberErrorChunkDownload = 32,
+    tamberErrorLoggedElsewhere = 33,
+    tamberErrorContentUnavailable = 34,
+    tamberErrorStreamer = 35,
+    tamberErrorStreamerStopped = 37,
+    tamberErrorConnect = 45,
+    tamberErrorAuthFailed = 49,
+    tamberErrorCredentials = 50,
+    tamberErrorRouting = 51,
+    tamberErrorTooManyLogins = 52,
+    tamberErrorSession = 53,
+    tamberErrorLibraryVersion = 54,
+    tamberErrorUnreachable = 55,
+    tamberErrorPastDue = 56,
+    tamberErrorNoSubscription = 57,
+    tamberErrorAccountClosed = 58,
+    tamberErrorEpisodeExpired = 59,
+    tamberErrorResumeFailed = 405,
+    tamberErrorSaveFavorites = 406,
+    tamberErrorServerUnreachable = 500,
+    tamberErrorIncompatibleAccount = 5260
+};
+
+// The flags of one error table line have the layout of the bypass record.
+typedef tql_bypassStatus tql_errorLine;
+
+// Headers of the current transfer. Texts keep what stood after the
+// separator, a leading blank included.
+struct tql_httpHeader {
+    tql_string location;
+    tql_string lastModified;
+    tql_string errorMessage;
+    tql_string version;
+    int contentLength = 0;
+    int errorCode = 0;
+    int http10Status = 0;
+    int http11Status = 0;
+    tql_string cookie;
+    tql_list<tql_string> notifications;
+
+    void clear() { *this = tql_httpHeader(); }
+};
+
+// A relative URL of the configuration: placeholder name and what it stands for.
+struct TQLRelativeUrlsItem {
+    tql_string name;
+    tql_string url;
+};
+
+// The one object through which the library talks HTTP. A reply travels one
+// of three ways: a service call's JSON is parsed while it arrives, an index
+// or key file is buffered, an audio chunk is streamed through the decryptor.
 class TamberRequest {
 public:
+    static const unsigned int kBufferSize = 409600;
+
     explicit TamberRequest(tql_core* core);
     virtual ~TamberRequest();
     TamberRequest(const TamberRequest&) = delete;
     TamberRequest& operator=(const TamberRequest&) = delete;
 
+    // 1 when the transfer ran (also when it failed on the transport: see
+    // m_networkError and the reply), 0 when it was not made.
+    int tamberRequest(const tql_url& url, int method, const tql_string& data, int connectTimeout,
+                      int totalTimeout);
+    static size_t rcvHeaders(void* data, size_t size, size_t count, void* self);
+    static size_t curlWriteFunc(void* data, size_t size, size_t count, void* self);
+
+    int parseHttpHeader(const tql_bytearray& raw, tql_httpHeader& header);
+    tql_list<tql_string> parseNotifications(const tql_string& text);
+    void checkNotifications(const tql_list<tql_string>& list);
+    int checkFile(tql_httpHeader& header, unsigned int bodyLength);
+    tql_string replaceBaseUrl(const tql_list<TQLRelativeUrlsItem>& list, const tql_string& url);
+
+    void clear();
+    void clearToken();
+    void clearBufferData();
+    int resetCurl();
+    tql_string getGupId() const { return m_gupId; }
+    TQLResponse* tamberFaultResponse() { return m_faultResponse; }
+
     void setLibraryErrorResponse(int code, int serverCode);
     // Copies the library error and the service code; the rest of out is untouched.
     void getErrorResponse(tql_errorNotification* out) const;
+
+    // Server messages.
+    void initErrorTable();
+    tql_errorLine getErrorTableLine(eRequestType type) const;
+    int tamberNorvaleCheckMessages(const tql_list<TQLMessagesType>& messages, eRequestType type);
+    void clearMessageFlags();
+
     tql_core* getCore() const { return m_core; }
 
-private:
     tql_core* m_core;
+    unsigned char* m_buffer;
+    unsigned int m_bufferSize;
+    unsigned int m_bufferLength;
+    tql_bytearray m_headerData;
+    unsigned int m_partialEncOffset;
+    unsigned int m_partialDecOffset;
+    unsigned int m_partialDecLength;
+    unsigned int m_partialContentLength;
+    tql_string m_gupId;
+    void* m_curlHandle;
+    int m_partialMode;
+    tql_json* m_jsonParser;
+    tql_Error m_jsonError; // the last parse failure of a service call
     struct {
         int errorCode;
         int responseCode;
     } m_errorResponse;
+    TQLResponse* m_norvalerouting;
+    TQLResponse* m_norvaleconfiguration;
+    TQLResponse* m_norvaleauth;
+    TQLResponse* m_norvalechannels;
+    TQLResponse* m_norvaletune;
+    TQLResponse* m_norvaletunestart;
+    TQLResponse* m_norvalenoop;
+    TQLResponse* m_norvalerecents;
+    TQLResponse* m_norvalefavorites;
+    TQLResponse* m_norvalecollation;
+    TQLResponse* m_norvaleforyou;
+    TQLResponse* m_norvaleconsume;
+    TQLResponse* m_norvaleondemand;
+    TQLResponse* m_faultResponse;
+    TQLResponse* m_norvalesearch;
+    tql_bypassStatus m_bypassStatus;
+    TQLResponse* m_norvalepdt;
+    tql_list<tql_string> m_cookies;
+    unsigned char m_requestInProgress;
+    tql_httpHeader m_httpHeader;
+    TQLResponse* m_norvaleepisodes;
+    TQLResponse* m_norvalespare;
+    TQLResponse* m_norvaleclearrecents;
+    TQLResponse* m_norvalesetfavorites;
+    TQLResponse* m_norvalesetsettings;
+    int m_networkError;
+    // Sticky message flags, set by reply messages and cleared together.
+    int m_sessionInvalid;
+    int m_simultaneousLogin;
+    int m_noTracks;
+    int m_contentNotAvailable;
+    int m_badCredentials;
+    int m_loginAttempts;
+    int m_noSubscription;
+    int m_pastDue;
+    int m_authRequired;
+    int m_accountClosed;
+    int m_notCompatible;
+    int m_episodeExpired;
+    tql_list<tql_pair<eRequestType, tql_list<int>>> m_errorTable;
+
+private:
+    size_t writeBody(const unsigned char* data, size_t n);
+    int partialContentHandler(const unsigned char* data, unsigned int length);
+    void resetResponses(std::initializer_list<TQLResponse*> responses);
+    void resetTransferState();
 };
 
 #endif

@@ -141,9 +141,8 @@ int tql_getMaxIdleTimeout(void)
 
 int tql_reset_cUrl(void)
 {
-    // The transport handle is made with the first request; there is none to reset yet.
-    lazyCore();
-    return 0;
+    tql_core* core = lazyCore();
+    return core ? core->triggerResetCurl() : 0;
 }
 
 int tql_error_notifier(tql_errorNotification* notification)

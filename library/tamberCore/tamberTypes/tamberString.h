@@ -33,6 +33,7 @@ public:
     tql_string& append(const char* s, int length);
 
     bool isNull() const { return m_str.empty() && m_isNull; }
+    int flag() const { return m_flag; } // always 0
     bool isEmpty() const { return m_str.empty(); }
     int length() const { return static_cast<int>(m_str.size()); }
     int size() const { return length(); }

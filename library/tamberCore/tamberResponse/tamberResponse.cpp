@@ -1,0 +1,404 @@
+#include "tamberResponse.h"
+
+#include <cmath>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <set>
+
+#include "tamberTypes/tamberDebug.h"
+
+namespace {
+const char* const scPath_status = "/status";
+const char* const scPath_messages = "/messages";
+const char* const scPath_messagesCode = "/messages/code";
+const char* const scPath_messagesMessage = "/messages/message";
+const char* const scPath_moduleArea = "/moduleList/modules/moduleArea";
+const char* const scPath_moduleType = "/moduleList/modules/moduleType";
+const char* const scPath_screen = "/moduleList/modules/moduleResponse/screen";
+const char* const scPath_updateFrequency = "/moduleList/modules/updateFrequency";
+const char* const scPath_showList = "/showList";
+
+// Numbers reach records truncated toward zero; values outside int (valid JSON
+// all the same) saturate instead of being undefined.
+int truncToInt(double value)
+{
+    if (std::isnan(value))
+        return 0;
+    if (value >= 2147483647.0)
+        return 2147483647;
+    if (value <= -2147483648.0)
+        return -2147483647 - 1;
+    return static_cast<int>(value);
+}
+
+bool equals(const char* a, const char* b)
+{
+    return strcmp(a, b) == 0;
+}
+} // namespace
+
+const char* const TQLResponseHandler::scPath_root = "/";
+
+TQLResponse::TQLResponse()
+    : m_status(0), m_updateFrequency(0), m_wallClockRenderTime(""), m_remainingLockoutMinutes(0),
+      m_remainingLockoutSeconds(0)
+{
+}
+
+TQLResponse::~TQLResponse()
+{
+    releaseModules();
+}
+
+void TQLResponse::releaseModules()
+{
+    // A reply with several module elements can leave one record in more than
+    // one entry; each is released once.
+    std::set<void*> released;
+    for (TQLModule& module : m_modules) {
+        if (module.m_moduleRequest && released.insert(module.m_moduleRequest).second) {
+            module.m_moduleRequest->clear();
+            delete module.m_moduleRequest;
+        }
+        if (module.m_moduleResponse && released.insert(module.m_moduleResponse).second) {
+            module.m_moduleResponse->clear();
+            delete module.m_moduleResponse;
+        }
+    }
+    m_modules.clear();
+}
+
+void TQLResponse::reset()
+{
+    releaseModules();
+    m_messages.clear();
+    m_status = 0;
+    m_updateFrequency = 0;
+    m_wallClockRenderTime = "";
+    m_remainingLockoutMinutes = 0;
+    m_remainingLockoutSeconds = 0;
+}
+
+TQLModuleHandlerBase::TQLModuleHandlerBase(TQLResponse* response)
+    : m_response(response), m_moduleResponse(nullptr)
+{
+}
+
+TQLModuleHandlerBase::~TQLModuleHandlerBase()
+{
+    // A record that never reached the reply (the handler was replaced before
+    // its module ended) is still this handler's.
+    bool stored = false;
+    for (const TQLModule& module : m_response->m_modules)
+        stored = stored || module.m_moduleResponse == m_moduleResponse;
+    if (!stored)
+        delete m_moduleResponse;
+}
+
+int TQLModuleHandlerBase::handleNull(const char*) { return 1; }
+int TQLModuleHandlerBase::handleBoolean(const char*, int) { return 1; }
+int TQLModuleHandlerBase::handleNumber(const char*, double) { return 1; }
+int TQLModuleHandlerBase::handleString(const char*, const tql_string&) { return 1; }
+int TQLModuleHandlerBase::handleMapKey(const char*, tql_bytearray&) { return 1; }
+int TQLModuleHandlerBase::handleStartMap(const char*) { return 1; }
+int TQLModuleHandlerBase::handleEndMap(const char*) { return 1; }
+int TQLModuleHandlerBase::handleStartArray(const char*) { return 1; }
+int TQLModuleHandlerBase::handleEndArray(const char*) { return 1; }
+
+void TQLModuleHandlerBase::storeModule()
+{
+    m_module.m_moduleResponse = m_moduleResponse;
+    m_response->m_modules.push_back(m_module);
+}
+
+bool TQLModuleHandlerBase::takeEnvelopeString(const char* path, const tql_string& value)
+{
+    if (equals(path, scPath_moduleArea)) {
+        m_module.moduleArea = value;
+        return true;
+    }
+    if (equals(path, scPath_moduleType)) {
+        m_module.moduleType = value;
+        return true;
+    }
+    return false;
+}
+
+TQLResponseHandler::TQLResponseHandler(TQLResponse* response, tql_channelCallBackIf* callback)
+    : m_response(response),
+      m_callback(callback),
+      m_path(static_cast<char*>(tql_malloc(kPathSize))),
+      m_pathLength(0),
+      m_moduleHandler(nullptr)
+{
+    if (!m_path) {
+        fprintf(stderr, "%s:%d: %s: Assertion `%s' failed.\n", "tamberCore/tamberResponse/tamberResponse", 1,
+                "TQLResponseHandler::TQLResponseHandler(TQLResponse*, tql_channelCallBackIf*)", "m_path");
+        abort();
+    }
+    memset(m_path, 0, kPathSize);
+}
+
+TQLResponseHandler::~TQLResponseHandler()
+{
+    tql_free(m_path);
+    delete m_moduleHandler;
+}
+
+int TQLResponseHandler::pathAppend(const unsigned char* text, unsigned int length)
+{
+    if (length + 2 + m_pathLength > kPathSize - 1) {
+        TQL_LOG(1, "Unable to add path level");
+        return 0;
+    }
+    m_path[m_pathLength++] = '/';
+    if (length)
+        memcpy(m_path + m_pathLength, text, length);
+    m_pathLength += length;
+    return 1;
+}
+
+void TQLResponseHandler::pathTakeLast()
+{
+    for (unsigned int i = m_pathLength; i > 0; --i) {
+        if (m_path[i - 1] == '/') {
+            memset(m_path + i - 1, 0, m_pathLength - (i - 1));
+            m_pathLength = i - 1;
+            return;
+        }
+    }
+}
+
+const char* TQLResponseHandler::printPath(int level) const
+{
+    if (level == 0)
+        return m_path;
+    int seen = 0;
+    for (unsigned int i = 0; i < m_pathLength; ++i)
+        if (m_path[i] == '/' && ++seen == level + 1)
+            return m_path + i;
+    return scPath_root;
+}
+
+int TQLResponseHandler::pathDepth() const
+{
+    int depth = 0;
+    for (unsigned int i = 0; i < m_pathLength; ++i)
+        depth += m_path[i] == '/';
+    return depth;
+}
+
+bool TQLResponseHandler::isShowList(const char* fullPath) const
+{
+    return strncmp(fullPath, scPath_showList, strlen(scPath_showList)) == 0;
+}
+
+int TQLResponseHandler::handleBooleanIf(int value)
+{
+    const char* full = printPath(0);
+    const char* shortPath = printPath(1);
+    if (m_moduleHandler)
+        return m_moduleHandler->handleBoolean(isShowList(full) ? full : shortPath, value);
+    m_tmpBooleans.push_back(tql_pair<tql_string, int>(tql_string(shortPath), value));
+    m_tmpOrder.push_back(handlerBoolean);
+    return 1;
+}
+
+int TQLResponseHandler::handleNumberIf(double value)
+{
+    const char* full = printPath(0);
+    const char* shortPath = printPath(1);
+    // The envelope counts only while no handler exists: after the selection
+    // a number goes to the handler alone.
+    if (m_moduleHandler)
+        return m_moduleHandler->handleNumber(isShowList(full) ? full : shortPath, value);
+    m_tmpNumbers.push_back(tql_pair<tql_string, double>(tql_string(shortPath), value));
+    m_tmpOrder.push_back(handlerNumber);
+
+    if (equals(full, scPath_messagesCode) || equals(shortPath, scPath_messagesCode)) {
+        // A code can only follow a message map, which made the entry; a reply
+        // that breaks that is dropped here rather than trusted.
+        if (m_response->m_messages.empty()) {
+            TQL_LOG(2, "Message code without a message, dropped");
+        } else {
+            TQLMessagesType message = m_response->m_messages.back();
+            m_response->m_messages.pop_back();
+            message.m_code = truncToInt(value);
+            m_response->m_messages.push_back(message);
+        }
+    } else if (equals(full, scPath_status) || equals(shortPath, scPath_status)) {
+        m_response->m_status = truncToInt(value);
+    }
+    if (equals(shortPath, scPath_updateFrequency))
+        m_response->m_updateFrequency = truncToInt(value);
+    return 1;
+}
+
+int TQLResponseHandler::handleStringIf(const tql_string& value)
+{
+    const char* full = printPath(0);
+    const char* shortPath = printPath(1);
+    if (m_moduleHandler && isShowList(full))
+        return m_moduleHandler->handleString(full, value);
+
+    if (equals(shortPath, scPath_moduleArea) || equals(shortPath, scPath_moduleType) ||
+        equals(shortPath, scPath_screen)) {
+        selectModulHandler(value);
+    } else if (equals(shortPath, scPath_messagesCode) || equals(shortPath, scPath_messagesMessage)) {
+        if (m_response->m_messages.empty()) {
+            TQL_LOG(2, "Message text without a message, dropped");
+        } else {
+            TQLMessagesType message = m_response->m_messages.back();
+            m_response->m_messages.pop_back();
+            if (equals(shortPath, scPath_messagesCode))
+                message.m_codeText = value;
+            else
+                message.m_message = value;
+            m_response->m_messages.push_back(message);
+        }
+    }
+    if (equals(shortPath, scPath_updateFrequency))
+        m_response->m_updateFrequency = value.toInt(nullptr, 10);
+
+    if (m_moduleHandler)
+        return m_moduleHandler->handleString(shortPath, value);
+    m_tmpStrings.push_back(tql_pair<tql_string, tql_string>(tql_string(shortPath), value));
+    m_tmpOrder.push_back(handlerString);
+    return 1;
+}
+
+int TQLResponseHandler::handleMapKeyIf(const unsigned char* key, unsigned int length)
+{
+    pathTakeLast();
+    if (!pathAppend(key, length)) {
+        TQL_LOG(1, "Unable to add path level");
+        return 0;
+    }
+    if (m_moduleHandler)
+        return 1;
+    // Made by the presence of the key alone; held events wait for a later
+    // selecting value.
+    m_moduleHandler = createHandlerForKey(printPath(1));
+    return 1;
+}
+
+int TQLResponseHandler::handleStartMapIf()
+{
+    const char* full = printPath(0);
+    const char* shortPath = printPath(1);
+    if (equals(shortPath, scPath_messages))
+        m_response->m_messages.push_back(TQLMessagesType());
+
+    if (equals(full, scPath_showList)) {
+        selectModulHandler(tql_string("Episodes"));
+        if (!pathAppend(nullptr, 0)) {
+            TQL_LOG(1, "Unable to add path level");
+            return 0;
+        }
+        return m_moduleHandler ? m_moduleHandler->handleStartMap(full) : 1;
+    }
+
+    static const unsigned char placeholder = 0;
+    if (!pathAppend(&placeholder, 1)) {
+        TQL_LOG(1, "Unable to add path level");
+        return 0;
+    }
+    // shortPath points into the path, so it shows the new level already.
+    if (m_moduleHandler)
+        return m_moduleHandler->handleStartMap(shortPath);
+    m_tmpStartMaps.push_back(tql_string(shortPath));
+    m_tmpOrder.push_back(handlerStartMap);
+    return 1;
+}
+
+int TQLResponseHandler::handleEndMapIf()
+{
+    const char* full = printPath(0);
+    const char* shortPath = printPath(1);
+    pathTakeLast();
+    if (m_moduleHandler)
+        return m_moduleHandler->handleEndMap(isShowList(full) ? full : shortPath);
+    m_tmpEndMaps.push_back(tql_string(shortPath));
+    m_tmpOrder.push_back(handlerEndMap);
+    return 1;
+}
+
+int TQLResponseHandler::handleEndArrayIf()
+{
+    const char* full = printPath(0);
+    if (m_moduleHandler && isShowList(full))
+        return m_moduleHandler->handleEndArray(full);
+    return 1;
+}
+
+TQLModuleHandlerBase* TQLResponseHandler::createModuleHandler(const tql_string&)
+{
+    // The module handlers register here as they are built; until then a
+    // reply yields its envelope only.
+    return nullptr;
+}
+
+TQLModuleHandlerBase* TQLResponseHandler::createHandlerForKey(const char*)
+{
+    return nullptr;
+}
+
+void TQLResponseHandler::selectModulHandler(const tql_string& value)
+{
+    TQLModuleHandlerBase* handler = createModuleHandler(value);
+    if (handler) {
+        delete m_moduleHandler;
+        m_moduleHandler = handler;
+    }
+    if (m_moduleHandler)
+        processTmpModulHandler();
+}
+
+void TQLResponseHandler::processTmpModulHandler()
+{
+    TQL_LOG(4, "Posteriorly process response body after the module handler was created. Lines: %d, ",
+            static_cast<int>(m_tmpOrder.size()));
+    size_t b = 0, n = 0, s = 0, start = 0, end = 0;
+    for (tql_handlerType kind : m_tmpOrder) {
+        switch (kind) {
+        case handlerBoolean:
+            if (b < m_tmpBooleans.size()) {
+                m_moduleHandler->handleBoolean(m_tmpBooleans[b].first.c_str(), m_tmpBooleans[b].second);
+                ++b;
+            }
+            break;
+        case handlerNumber:
+            if (n < m_tmpNumbers.size()) {
+                m_moduleHandler->handleNumber(m_tmpNumbers[n].first.c_str(), m_tmpNumbers[n].second);
+                ++n;
+            }
+            break;
+        case handlerString:
+            if (s < m_tmpStrings.size()) {
+                m_moduleHandler->handleString(m_tmpStrings[s].first.c_str(), m_tmpStrings[s].second);
+                ++s;
+            }
+            break;
+        case handlerStartMap:
+            if (start < m_tmpStartMaps.size())
+                m_moduleHandler->handleStartMap(m_tmpStartMaps[start++].c_str());
+            break;
+        case handlerEndMap:
+            if (end < m_tmpEndMaps.size())
+                m_moduleHandler->handleEndMap(m_tmpEndMaps[end++].c_str());
+            break;
+        }
+    }
+    clearHeld();
+}
+
+void TQLResponseHandler::clearHeld()
+{
+    m_tmpBooleans.clear();
+    m_tmpNumbers.clear();
+    m_tmpStrings.clear();
+    m_tmpStartMaps.clear();
+    m_tmpEndMaps.clear();
+    m_tmpOrder.clear();
+}
