@@ -1,5 +1,6 @@
 #include "tamberCallback.h"
 
+#include "tamberResponse/tamberSessionHandlers.h"
 #include "tamberTypes/tamberDebug.h"
 
 TamberCallback::TamberCallback(tql_core* core)
@@ -80,4 +81,30 @@ int TamberCallback::notifyErrorInfo(tql_errorNotification notification)
         return -1;
     }
     return m_onError(m_hostContext, &notification);
+}
+
+// Settings are a by-product of the login; the array lives for the callback.
+int TamberCallback::handleAuthenticationResponse(TQLResponse* response)
+{
+    auto* auth = dynamic_cast<TQLModuleResponseAuth*>(response->m_modules.front().m_moduleResponse);
+    tql_list<TQLGlobalSettingsItem> items = auth->m_globalSettings.m_items;
+    int count = static_cast<int>(items.size());
+    auto* settings = static_cast<tql_globalSetting*>(tql_malloc(sizeof(tql_globalSetting) * (count ? count : 1)));
+    if (!settings)
+        return 1;
+    for (int i = 0; i < count; ++i) {
+        settings[i].key = items[static_cast<size_t>(i)].settingName.c_str();
+        settings[i].value = items[static_cast<size_t>(i)].settingValue.c_str();
+    }
+    if (m_onGlobalSettings && m_hostContext)
+        m_onGlobalSettings(m_hostContext, settings, count);
+    tql_free(settings);
+    return 1;
+}
+
+int TamberCallback::propagateChannel(tql_content* content)
+{
+    if (!m_onChannel || !m_hostContext)
+        return -1;
+    return m_onChannel(m_hostContext, content);
 }

@@ -4,6 +4,8 @@
 #include "tamberTypes/tamberString.h"
 #include "tqllib.h"
 
+class TQLResponse;
+
 class tql_core;
 
 // The one place that holds and calls the host's functions.
@@ -15,6 +17,12 @@ public:
     // Takes every non-NULL slot; -1 when a mandatory slot is NULL.
     int registerCallbacks(tql_CallbackStruct callbacks);
     tql_core* getCore() const { return m_core; }
+
+    // The global settings of a login reply go to the host; 1.
+    int handleAuthenticationResponse(TQLResponse* response);
+
+    // One channel of the line-up to the host; its result, -1 when unregistered.
+    int propagateChannel(tql_content* content);
 
     // The host's result, -1 when no error callback is registered.
     int notifyErrorInfo(tql_errorNotification notification);

@@ -2,12 +2,14 @@
 
 #include <cstring>
 
+#include "tamberResponse/tamberSessionHandlers.h"
 #include "tamberTypes/tamberDebug.h"
 
 static const char kRule[] = "--------------------------------------------------------";
 
 tql_core::tql_core()
-    : m_tamberRequest(this),
+    : m_routing(nullptr),
+      m_tamberRequest(this),
       m_callback(nullptr),
       m_state(CoreStateIdle),
       m_maxInactivityTime(0),
@@ -93,8 +95,8 @@ int tql_core::getState()
 int tql_core::getBypassState()
 {
     TQL_LOG(4, "getting bypass status thru dummy get server presets");
-    // The no-op that refreshes the flags needs a session, which is not held.
-    return -1;
+    // Running the request is what refreshes the flags.
+    return m_tamberRequest.tamberNorvaleNoOP() == 1 ? 1 : -1;
 }
 
 int tql_core::setAudioOutpuLatency(int latency)
@@ -126,28 +128,76 @@ int tql_core::getFaultResponseMessage(char* buffer, unsigned int* length)
 
 int tql_core::norvaleRoutingCall()
 {
-    // Routing is not on the wire yet: the rung fails with a general error.
-    m_tamberRequest.setLibraryErrorResponse(1, 0);
+    tamberSettingsInt settings;
+    tql_bytearray mac = settings.getMAC();
+    tql_url base(settings.getConfigUrl().str());
+    m_deviceInfo.clientDeviceId = mac.str();
+    m_deviceInfo.deviceMake = settings.getDeviceMake().str();
+    m_deviceInfo.deviceModel = settings.getDeviceModel().str();
+    m_deviceInfo.tqlAppVersion = m_version;
+    m_deviceInfo.platform = "Home";
+    m_deviceInfo.oem = "tamberql";
+    m_deviceInfo.appRegion = "US";
+    for (int attempt = 0; attempt < 5; ++attempt) {
+        if (m_tamberRequest.tamberNorvaleRouting(base))
+            return 1;
+        TQL_LOG(2, "Routing call failed, retrying...");
+    }
     return 0;
 }
 
 int tql_core::norvaleConfigurationCall()
 {
-    m_tamberRequest.setLibraryErrorResponse(1, 0);
-    return 0;
+    return m_tamberRequest.tamberNorvaleConfiguration() ? 1 : 0;
 }
 
-int tql_core::norvaleAuthenticationCall(const TamberAccount&)
+int tql_core::norvaleAuthenticationCall(const TamberAccount& account)
 {
-    m_tamberRequest.setLibraryErrorResponse(1, 0);
-    return 0;
+    tql_bytearray user;
+    tql_bytearray password;
+    user.append(account.username);
+    password.append(account.password);
+    TQLResponse* response = m_tamberRequest.tamberNorvaleAuth(user, password);
+    TQLResponse* held = m_tamberRequest.m_norvaleauth;
+    // The service may ask once for the login to be sent again.
+    if (held && !held->m_messages.empty() && held->m_messages.front().m_code == 201)
+        response = m_tamberRequest.tamberNorvaleAuth(user, password);
+    if (!response || response->m_modules.empty() ||
+        !dynamic_cast<TQLModuleResponseAuth*>(response->m_modules.front().m_moduleResponse))
+        return 0;
+    int result = m_callback->handleAuthenticationResponse(response);
+    response->reset();
+    return result;
+}
+
+int tql_core::reauthenticate()
+{
+    TQL_LOG(3, "tql_core::reauthenticate");
+    TamberAccount account = tamberSettingsInt().getAccount();
+    if (!norvaleAuthenticationCall(account))
+        return -1;
+    if (m_state < CoreStateAuthenticated)
+        m_state = CoreStateAuthenticated;
+    return 1;
+}
+
+static void copySixFlags(const tql_bypassStatus& from, tql_errorNotification* error)
+{
+    error->bypass.bypass704 = from.bypass704;
+    error->bypass.bypass702 = from.bypass702;
+    error->bypass.bypass705 = from.bypass705;
+    error->bypass.bypass314 = from.bypass314;
+    error->bypass.bypass708 = from.bypass708;
+    error->bypass.bypass701 = from.bypass701;
 }
 
 // Climbs from the current rung to CoreStateAuthenticated. A failed rung keeps
 // its state so that the next call starts there again.
 int tql_core::climbToAuthenticated(tql_errorNotification* error, const TamberAccount& account)
 {
+    const tql_bypassStatus& flags = m_tamberRequest.m_bypassStatus;
     if (m_state == CoreStateIdle) {
+        m_tamberRequest.clear();
         if (!norvaleRoutingCall()) {
             m_tamberRequest.getErrorResponse(error);
             return -1;
@@ -159,6 +209,7 @@ int tql_core::climbToAuthenticated(tql_errorNotification* error, const TamberAcc
             m_tamberRequest.getErrorResponse(error);
             return -1;
         }
+        copySixFlags(flags, error);
         m_state = CoreStateConfigured;
     }
     if (m_state == CoreStateConfigured) {
@@ -166,6 +217,7 @@ int tql_core::climbToAuthenticated(tql_errorNotification* error, const TamberAcc
             m_tamberRequest.getErrorResponse(error);
             return -1;
         }
+        copySixFlags(flags, error);
         m_state = CoreStateAuthenticated;
     }
     return 1;
@@ -182,7 +234,11 @@ int tql_core::norvaleConfigureTamber(tql_errorNotification* error, const TamberA
     }
     if (m_state >= CoreStateAuthenticated || m_state == 3)
         return 1;
-    return climbToAuthenticated(error, held);
+    if (climbToAuthenticated(error, held) != 1)
+        return -1;
+    // A login reports the whole bypass record, masks and pending reauthentication too.
+    error->bypass = m_tamberRequest.m_bypassStatus;
+    return 1;
 }
 
 int tql_core::verifyAccount(tql_TamberAccount account, tql_errorNotification* error)
@@ -201,6 +257,7 @@ int tql_core::verifyAccount(tql_TamberAccount account, tql_errorNotification* er
         tamberSettingsInt().setAccount(fresh);
         return 1;
     }
+    copySixFlags(m_tamberRequest.m_bypassStatus, error);
     m_tamberRequest.getErrorResponse(error);
     return -1;
 }
@@ -214,10 +271,26 @@ int tql_core::norvaleChannelList(tql_errorNotification* error)
         return 1;
     tql_errorNotification scratch;
     tql_errorNotification* out = error ? error : &scratch;
+    memset(&scratch, 0, sizeof scratch);
     if (climbToAuthenticated(out, held) != 1)
         return -1;
-    // The line-up itself is read once the listing call is on the wire.
-    return failNoRouting(error);
+    if (!norvaleChannelListingCall()) {
+        m_tamberRequest.getErrorResponse(out);
+        return -1;
+    }
+    copySixFlags(m_tamberRequest.m_bypassStatus, out);
+    m_state = CoreStateChannelsRead;
+    return 1;
+}
+
+int tql_core::norvaleChannelListingCall()
+{
+    // Channels went to the host while the reply was parsed; nothing of the
+    // line-up is kept.
+    TQLResponse* response = m_tamberRequest.tamberNorvaleChannelListing("ChannelListing", "Discovery");
+    if (m_tamberRequest.m_norvalechannels)
+        m_tamberRequest.m_norvalechannels->reset();
+    return response ? 1 : 0;
 }
 
 void tql_core::triggerChannelRefetch()

@@ -1,6 +1,7 @@
 #ifndef TAMBER_CORE_H
 #define TAMBER_CORE_H
 
+#include "requestDocuments/requestDocuments.h"
 #include "tamberCallback.h"
 #include "tamberRequest.h"
 #include "tamberTypes/tamberMutex.h"
@@ -19,6 +20,8 @@ enum tql_coreState {
 
 // The object behind the flat interface: owns the service client and the
 // callback hub, keeps the session state.
+class TQLModuleResponseRouting;
+
 class tql_core {
 public:
     static const int kVersionMajor = 3;
@@ -59,6 +62,18 @@ public:
     void localBypassStatus(tql_bypassStatus* status);
     int triggerResetCurl() { return m_tamberRequest.resetCurl(); }
 
+    TQLDeviceInfo& getDeviceInfo() { return m_deviceInfo; }
+    TQLModuleResponseRouting* getRouting() const { return m_routing; }
+    void setRouting(TQLModuleResponseRouting* routing) { m_routing = routing; }
+    void setSession(const tql_string& sessionId, const tql_string& cookie)
+    {
+        m_sessionId = sessionId;
+        m_sessionCookie = cookie;
+    }
+    const tql_string& getSessionId() const { return m_sessionId; }
+    const tql_string& getSessionCookie() const { return m_sessionCookie; }
+    int reauthenticate();
+
     TamberRequest& getTamberRequest() { return m_tamberRequest; }
     TamberCallback* getTamberCallback() { return m_callback; }
 
@@ -67,7 +82,10 @@ private:
     int norvaleConfigurationCall();
     int norvaleAuthenticationCall(const TamberAccount& account);
     int climbToAuthenticated(tql_errorNotification* error, const TamberAccount& account);
+    int norvaleChannelListingCall();
 
+    TQLDeviceInfo m_deviceInfo;
+    TQLModuleResponseRouting* m_routing; // inside the routing response of the service client
     TamberRequest m_tamberRequest;
     TamberCallback* m_callback;
     int m_state;
@@ -75,6 +93,8 @@ private:
     int m_audioOutputLatency;
     tql_mutex m_mutex;
     tql_string m_version;
+    tql_string m_sessionId;
+    tql_string m_sessionCookie;
 };
 
 #endif

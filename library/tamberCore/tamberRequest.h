@@ -151,6 +151,17 @@ public:
 
     tql_core* getCore() const { return m_core; }
 
+    // Session calls. Null (or -1) on failure; getErrorResponse says why.
+    TQLResponse* tamberNorvaleRouting(const tql_url& baseUrl);
+    TQLResponse* tamberNorvaleConfiguration();
+    TQLResponse* tamberNorvaleAuth(tql_bytearray username, tql_bytearray password);
+    int tamberNorvaleNoOP();
+    void getRelativeUrls(tql_list<TQLRelativeUrlsItem>& out);
+
+    // The line-up: each channel goes to the host while the reply is parsed.
+    TQLResponse* tamberNorvaleChannelListing(const tql_string& moduleType, const tql_string& moduleArea);
+    static int updateChannelCB(void* self, tql_content* content);
+
     tql_core* m_core;
     unsigned char* m_buffer;
     unsigned int m_bufferSize;
@@ -211,6 +222,10 @@ public:
     tql_list<tql_pair<eRequestType, tql_list<int>>> m_errorTable;
 
 private:
+    // The common frame of a service call.
+    bool serviceUrl(const char* path, tql_url& url);
+    TQLResponse* sendServiceCall(TQLResponse*& slot, const tql_url& url, int method, const tql_string& body,
+                                 tql_channelCallBackIf* callback);
     size_t writeBody(const unsigned char* data, size_t n);
     int partialContentHandler(const unsigned char* data, unsigned int length);
     void resetResponses(std::initializer_list<TQLResponse*> responses);

@@ -5,19 +5,27 @@
 #include <new>
 
 static std::atomic<long> g_newCalls{0};
+static std::atomic<long> g_liveBlocks{0};
 
 namespace testport {
 long heapAllocations()
 {
     return g_newCalls.load();
 }
+
+long heapLiveBlocks()
+{
+    return g_liveBlocks.load();
+}
 } // namespace testport
 
 void* operator new(std::size_t size)
 {
     ++g_newCalls;
-    if (void* p = std::malloc(size ? size : 1))
+    if (void* p = std::malloc(size ? size : 1)) {
+        ++g_liveBlocks;
         return p;
+    }
     throw std::bad_alloc();
 }
 
@@ -26,24 +34,31 @@ void* operator new[](std::size_t size)
     return operator new(size);
 }
 
+static void release(void* p)
+{
+    if (p)
+        --g_liveBlocks;
+    std::free(p);
+}
+
 void operator delete(void* p) noexcept
 {
-    std::free(p);
+    release(p);
 }
 
 void operator delete[](void* p) noexcept
 {
-    std::free(p);
+    release(p);
 }
 
 void operator delete(void* p, std::size_t) noexcept
 {
-    std::free(p);
+    release(p);
 }
 
 void operator delete[](void* p, std::size_t) noexcept
 {
-    std::free(p);
+    release(p);
 }
 
 // The nothrow forms too, so that every allocation and release of the process
@@ -51,7 +66,10 @@ void operator delete[](void* p, std::size_t) noexcept
 void* operator new(std::size_t size, const std::nothrow_t&) noexcept
 {
     ++g_newCalls;
-    return std::malloc(size ? size : 1);
+    void* p = std::malloc(size ? size : 1);
+    if (p)
+        ++g_liveBlocks;
+    return p;
 }
 
 void* operator new[](std::size_t size, const std::nothrow_t& tag) noexcept
@@ -61,10 +79,10 @@ void* operator new[](std::size_t size, const std::nothrow_t& tag) noexcept
 
 void operator delete(void* p, const std::nothrow_t&) noexcept
 {
-    std::free(p);
+    release(p);
 }
 
 void operator delete[](void* p, const std::nothrow_t&) noexcept
 {
-    std::free(p);
+    release(p);
 }

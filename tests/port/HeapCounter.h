@@ -5,6 +5,8 @@
 // a test can show a path allocates nothing at all, not even outside the port.
 namespace testport {
 long heapAllocations();
+// Blocks allocated with operator new and not yet released.
+long heapLiveBlocks();
 }
 
 #endif

@@ -6,6 +6,8 @@
 #include <cstring>
 #include <set>
 
+#include "tamberResponse/tamberChannelListing.h"
+#include "tamberResponse/tamberSessionHandlers.h"
 #include "tamberTypes/tamberDebug.h"
 
 namespace {
@@ -19,8 +21,20 @@ const char* const scPath_screen = "/moduleList/modules/moduleResponse/screen";
 const char* const scPath_updateFrequency = "/moduleList/modules/updateFrequency";
 const char* const scPath_showList = "/showList";
 
-// Numbers reach records truncated toward zero; values outside int (valid JSON
-// all the same) saturate instead of being undefined.
+bool equals(const char* a, const char* b)
+{
+    return strcmp(a, b) == 0;
+}
+} // namespace
+
+const char* const TQLResponseHandler::scPath_root = "/";
+const char* const TQLResponseHandler::scModule_routing = "Routing";
+const char* const TQLResponseHandler::scModule_auth = "UserFlow";
+const char* const TQLResponseHandler::scModule_config = "Configuration";
+const char* const TQLResponseHandler::scModule_channelListing = "ChannelListing";
+const char* const TQLResponseHandler::scModule_resume = "Welcome";
+const char* const TQLResponseHandler::scModule_noop = "";
+
 int truncToInt(double value)
 {
     if (std::isnan(value))
@@ -31,14 +45,6 @@ int truncToInt(double value)
         return -2147483647 - 1;
     return static_cast<int>(value);
 }
-
-bool equals(const char* a, const char* b)
-{
-    return strcmp(a, b) == 0;
-}
-} // namespace
-
-const char* const TQLResponseHandler::scPath_root = "/";
 
 TQLResponse::TQLResponse()
     : m_status(0), m_updateFrequency(0), m_wallClockRenderTime(""), m_remainingLockoutMinutes(0),
@@ -332,10 +338,19 @@ int TQLResponseHandler::handleEndArrayIf()
     return 1;
 }
 
-TQLModuleHandlerBase* TQLResponseHandler::createModuleHandler(const tql_string&)
+TQLModuleHandlerBase* TQLResponseHandler::createModuleHandler(const tql_string& value)
 {
-    // The module handlers register here as they are built; until then a
-    // reply yields its envelope only.
+    // First equal text wins. Rows whose handler is not in this build select
+    // nothing, and such a reply yields its envelope only. The resume
+    // ("Welcome") and no-op ("") replies have no row on purpose.
+    if (value == scModule_routing)
+        return new TQLModuleResponseRoutingHandler(m_response);
+    if (value == scModule_auth)
+        return new TQLModuleResponseAuthHandler(m_response);
+    if (value == scModule_config)
+        return new TQLModuleResponseConfigHandler(m_response);
+    if (value == scModule_channelListing)
+        return new TQLModuleResponseChannelListingHandler(m_response, m_callback);
     return nullptr;
 }
 

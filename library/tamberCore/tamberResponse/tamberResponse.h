@@ -8,6 +8,10 @@
 #include "tamberTypes/tamberString.h"
 #include "tqllib.h"
 
+// Numbers reach records truncated toward zero; values outside int (valid
+// JSON all the same) saturate instead of being undefined.
+int truncToInt(double value);
+
 // One message of a reply's envelope.
 class TQLMessagesType {
 public:
@@ -51,7 +55,7 @@ private:
 
 // A function that the listing handlers call with each record while parsing.
 struct tql_channelCallBackIf {
-    void (*function)(void* context, tql_content* content);
+    int (*function)(void* context, tql_content* content);
     void* context;
 };
 
@@ -98,6 +102,12 @@ class TQLResponseHandler : public tamberJsonHandlerIf {
 public:
     static const unsigned int kPathSize = 1024;
     static const char* const scPath_root;
+    static const char* const scModule_routing;
+    static const char* const scModule_auth;
+    static const char* const scModule_config;
+    static const char* const scModule_channelListing;
+    static const char* const scModule_resume;
+    static const char* const scModule_noop;
 
     TQLResponseHandler(TQLResponse* response, tql_channelCallBackIf* callback);
     virtual ~TQLResponseHandler();

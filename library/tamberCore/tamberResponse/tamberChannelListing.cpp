@@ -1,0 +1,356 @@
+#include "tamberResponse/tamberChannelListing.h"
+
+#include <cstring>
+
+#include "tamberTypes/tamberDebug.h"
+#include "tamberTypes/tamberUrl.h"
+
+namespace {
+#define CL "/moduleList/modules/moduleResponse/contentData/channelListing"
+#define SC CL "/superCategories"
+#define CAT SC "/categories/categories"
+#define CH CL "/channels"
+const char* const scPath_channelChangeId = CL "/channelChangeId";
+const char* const scPath_superCategories = SC;
+const char* const scPath_scGuid = SC "/categoryGuid";
+const char* const scPath_scName = SC "/name";
+const char* const scPath_scDescription = SC "/description";
+const char* const scPath_scUrl = SC "/url";
+const char* const scPath_scKey = SC "/key";
+const char* const scPath_scSortOrder = SC "/sortOrder";
+const char* const scPath_categories = CAT;
+const char* const scPath_catGuid = CAT "/categoryGuid";
+const char* const scPath_catName = CAT "/name";
+const char* const scPath_catDescription = CAT "/description";
+const char* const scPath_catKey = CAT "/key";
+const char* const scPath_catSortOrder = CAT "/sortOrder";
+const char* const scPath_catImages = CAT "/images/images";
+const char* const scPath_catImageName = CAT "/images/images/name";
+const char* const scPath_catImageUrl = CAT "/images/images/url";
+const char* const scPath_catImageHeight = CAT "/images/images/height";
+const char* const scPath_catImageWidth = CAT "/images/images/width";
+const char* const scPath_catChannels = CAT "/channels/channels";
+const char* const scPath_catChannelGuid = CAT "/channels/channels/channelGuid";
+const char* const scPath_catChannelName = CAT "/channels/channels/name";
+const char* const scPath_channels = CH;
+const char* const scPath_channelGuid = CH "/channelGuid";
+const char* const scPath_channelId = CH "/channelId";
+const char* const scPath_name = CH "/name";
+const char* const scPath_streamingName = CH "/streamingName";
+const char* const scPath_shortDescription = CH "/shortDescription";
+const char* const scPath_tuneMethod = CH "/tuneMethod";
+const char* const scPath_channelNumber = CH "/channelNumber";
+const char* const scPath_tamberChannelNumber = CH "/tamberChannelNumber";
+const char* const scPath_qlChannelNumber = CH "/qlChannelNumber";
+const char* const scPath_geoRestrictions = CH "/geoRestrictions";
+const char* const scPath_sortOrder = CH "/sortOrder";
+const char* const scPath_inactivityTimeout = CH "/inactivityTimeout";
+const char* const scPath_isAvailable = CH "/isAvailable";
+const char* const scPath_isMature = CH "/isMature";
+const char* const scPath_isFavorite = CH "/isFavorite";
+const char* const scPath_isBizMature = CH "/isBizMature";
+const char* const scPath_timeoutPlatform = CH "/inactivityTimeouts/platform";
+const char* const scPath_timeoutValue = CH "/inactivityTimeouts/value";
+const char* const scPath_chImages = CH "/images/images";
+const char* const scPath_chImageName = CH "/images/images/name";
+const char* const scPath_chImageUrl = CH "/images/images/url";
+const char* const scPath_chImagePlatform = CH "/images/images/platform";
+const char* const scPath_chImageHeight = CH "/images/images/height";
+const char* const scPath_chImageWidth = CH "/images/images/width";
+const char* const scPath_chCategories = CH "/categories/categories";
+const char* const scPath_chCategoryGuid = CH "/categories/categories/categoryGuid";
+const char* const scPath_chCategoryName = CH "/categories/categories/name";
+const char* const scPath_chCategoryKey = CH "/categories/categories/key";
+const char* const scPath_chCategoryOrder = CH "/categories/categories/order";
+const char* const scPath_modules = "/moduleList/modules";
+const char* const scLogoName = "color channel logo (on dark)";
+const char* const scCategoryIconName = "category icon web";
+
+bool is(const char* path, const char* constant)
+{
+    return strcmp(path, constant) == 0;
+}
+} // namespace
+
+TQLModuleResponseChannelListingHandler::TQLModuleResponseChannelListingHandler(TQLResponse* response,
+                                                                               tql_channelCallBackIf* callback)
+    : TQLModuleHandlerBase(response), m_callback(callback)
+{
+    m_moduleResponse = new TQLModuleResponseChannelListing();
+}
+
+int TQLModuleResponseChannelListingHandler::handleBoolean(const char* path, int value)
+{
+    if (is(path, scPath_isAvailable))
+        m_channel.isAvailable = value;
+    else if (is(path, scPath_isMature))
+        m_channel.isMature = value;
+    else if (is(path, scPath_isFavorite))
+        m_channel.isFavorite = value;
+    else if (is(path, scPath_isBizMature))
+        m_channel.isBizMature = value;
+    return 1;
+}
+
+int TQLModuleResponseChannelListingHandler::handleNumber(const char* path, double value)
+{
+    int n = truncToInt(value);
+    if (is(path, scPath_scSortOrder)) {
+        m_superCategory.sortOrder = n;
+    } else if (is(path, scPath_catSortOrder)) {
+        m_category.sortOrder = n;
+    } else if (is(path, scPath_catImageHeight)) {
+        m_categoryImage.height = n;
+    } else if (is(path, scPath_catImageWidth)) {
+        m_categoryImage.width = n;
+    } else if (is(path, scPath_sortOrder)) {
+        m_channel.sortOrder = n;
+    } else if (is(path, scPath_inactivityTimeout)) {
+        m_channel.inactivityTimeout = n;
+    } else if (is(path, scPath_timeoutValue)) {
+        // A value belongs to the entry its platform opened; without one it is dropped.
+        if (!m_channel.inactivityTimeouts.empty())
+            m_channel.inactivityTimeouts.back().value = n;
+    } else if (is(path, scPath_chImageHeight)) {
+        m_channelImage.height = n;
+    } else if (is(path, scPath_chImageWidth)) {
+        m_channelImage.width = n;
+    } else if (is(path, scPath_chCategoryOrder)) {
+        m_channelCategory.order = n;
+    }
+    return 1;
+}
+
+int TQLModuleResponseChannelListingHandler::handleString(const char* path, const tql_string& value)
+{
+    if (takeEnvelopeString(path, value))
+        return 1;
+    if (is(path, scPath_channelChangeId))
+        record()->channelChangeId = value;
+    else if (is(path, scPath_scGuid))
+        m_superCategory.categoryGuid = value;
+    else if (is(path, scPath_scName))
+        m_superCategory.name = value;
+    else if (is(path, scPath_scDescription))
+        m_superCategory.description = value;
+    else if (is(path, scPath_scUrl))
+        m_superCategory.url = value;
+    else if (is(path, scPath_scKey))
+        m_superCategory.key = value;
+    else if (is(path, scPath_catGuid))
+        m_category.categoryGuid = value;
+    else if (is(path, scPath_catName))
+        m_category.name = value;
+    else if (is(path, scPath_catDescription))
+        m_category.description = value;
+    else if (is(path, scPath_catKey))
+        m_category.key = value;
+    else if (is(path, scPath_catImageName))
+        m_categoryImage.name = value;
+    else if (is(path, scPath_catImageUrl))
+        m_categoryImage.url = value;
+    else if (is(path, scPath_catChannelGuid))
+        m_categoryChannel.channelGuid = value;
+    else if (is(path, scPath_catChannelName))
+        m_categoryChannel.name = value;
+    else if (is(path, scPath_channelGuid))
+        m_channel.channelGuid = value;
+    else if (is(path, scPath_channelId))
+        m_channel.channelId = value;
+    else if (is(path, scPath_name))
+        m_channel.name = value;
+    else if (is(path, scPath_streamingName))
+        m_channel.streamingName = value;
+    else if (is(path, scPath_shortDescription))
+        m_channel.shortDescription = value;
+    else if (is(path, scPath_tuneMethod))
+        m_channel.tuneMethod = value;
+    else if (is(path, scPath_channelNumber))
+        m_channel.channelNumber = value.toInt(nullptr, 10);
+    else if (is(path, scPath_tamberChannelNumber))
+        m_channel.tamberChannelNumber = value.toInt(nullptr, 10);
+    else if (is(path, scPath_qlChannelNumber))
+        m_channel.qlChannelNumber = value.toInt(nullptr, 10);
+    else if (is(path, scPath_geoRestrictions))
+        m_channel.geoRestrictions = value.toInt(nullptr, 10);
+    else if (is(path, scPath_timeoutPlatform)) {
+        TQLInactivityTimeouts timeout;
+        timeout.platform = value;
+        m_channel.inactivityTimeouts.push_back(timeout);
+    } else if (is(path, scPath_chImageName))
+        m_channelImage.name = value;
+    else if (is(path, scPath_chImageUrl))
+        m_channelImage.url = value;
+    else if (is(path, scPath_chImagePlatform))
+        m_channelImage.platform = value;
+    else if (is(path, scPath_chCategoryGuid))
+        m_channelCategory.categoryGuid = value;
+    else if (is(path, scPath_chCategoryName))
+        m_channelCategory.name = value;
+    else if (is(path, scPath_chCategoryKey))
+        m_channelCategory.key = value;
+    return 1;
+}
+
+int TQLModuleResponseChannelListingHandler::handleEndMap(const char* path)
+{
+    if (is(path, scPath_channels)) {
+        scaleChannelLogo();
+        sendChannelCallback();
+    } else if (is(path, scPath_superCategories)) {
+        record()->superCategories.push_back(m_superCategory);
+        m_superCategory = TQLSuperCategories();
+    } else if (is(path, scPath_catChannels)) {
+        m_category.channels.push_back(m_categoryChannel);
+        m_categoryChannel = TQLChannelBase();
+    } else if (is(path, scPath_categories)) {
+        m_superCategory.categories.push_back(m_category);
+        m_category = TQLCategories();
+    } else if (is(path, scPath_chImages)) {
+        // Every other image of the reply is dropped as it arrives.
+        if (m_channelImage.name == scLogoName)
+            m_channel.images.push_back(m_channelImage);
+        m_channelImage = TQLImage();
+    } else if (is(path, scPath_chCategories)) {
+        m_channel.categories.push_back(m_channelCategory);
+        m_channelCategory = TQLCategoriesBase();
+    } else if (is(path, scPath_catImages)) {
+        if (m_categoryImage.name == scCategoryIconName)
+            m_category.images.push_back(m_categoryImage);
+        m_categoryImage = TQLImage();
+    } else if (is(path, scPath_modules)) {
+        storeModule();
+    }
+    return 1;
+}
+
+// One source logo, the last of 701 or more pixels or else the widest, turned
+// into four sized variants.
+void TQLModuleResponseChannelListingHandler::scaleChannelLogo()
+{
+    TQLImage source;
+    for (const TQLImage& image : m_channel.images) {
+        if (image.width >= 701 || image.width > source.width)
+            source = image;
+    }
+    if (source.url.isEmpty())
+        return;
+    m_channel.images.clear();
+    for (int size = 700; size >= 100; size -= 200) {
+        tql_url url(source.url);
+        tql_string text = tql_string::formatString("%d", size);
+        url.addQueryItem("width", text);
+        url.addQueryItem("height", text);
+        url.addQueryItem("preserveAspect", "true");
+        TQLImage variant;
+        variant.url = url.toString();
+        variant.width = size;
+        variant.height = size;
+        m_channel.images.push_back(variant);
+    }
+}
+
+void TQLModuleResponseChannelListingHandler::findBestGenreIcon(int superCategory, int category)
+{
+    TQLModuleResponseChannelListing* listing = record();
+    if (!listing) {
+        TQL_LOG(2, "No module response available");
+        return;
+    }
+    if (superCategory < 0 || superCategory >= static_cast<int>(listing->superCategories.size())) {
+        TQL_LOG(2, "Requested supercategorie out of list range");
+        return;
+    }
+    TQLSuperCategories& super = listing->superCategories[static_cast<size_t>(superCategory)];
+    if (category < 0 || category >= static_cast<int>(super.categories.size())) {
+        TQL_LOG(2, "Requested categorie out of list range");
+        return;
+    }
+    TQLCategories& cat = super.categories[static_cast<size_t>(category)];
+    int best = -1;
+    int minWidth = 99999;
+    for (size_t i = 0; i < cat.images.size(); ++i) {
+        const TQLImage& icon = cat.images[i];
+        if (icon.width > 60) {
+            best = static_cast<int>(i);
+        } else if (best == 0 && icon.height == icon.width && icon.width < minWidth) {
+            // The square rule can act only while the pick happens to be the first icon.
+            minWidth = icon.width;
+            best = static_cast<int>(i);
+        }
+    }
+    if (best < 0)
+        return;
+    TQLImage chosen = cat.images[static_cast<size_t>(best)];
+    cat.images.clear();
+    cat.images.push_back(chosen); // the search runs once per category
+}
+
+void TQLModuleResponseChannelListingHandler::sendChannelCallback()
+{
+    tql_content content;
+    memset(&content, 0, sizeof content);
+    bool sequencer = m_channel.tuneMethod == "sequencer";
+    content.type = sequencer ? 3 : 0;
+    content.isAdditional = sequencer ? 1 : 0;
+    content.id = m_channel.channelGuid.c_str();
+    content.channelGuid = m_channel.channelGuid.c_str();
+    content.channelId = m_channel.channelId.c_str();
+    content.name = m_channel.name.c_str();
+    content.description = m_channel.shortDescription.c_str();
+    content.channelExtra = m_channel.streamingName.c_str();
+    content.tamberChannelNumber = m_channel.tamberChannelNumber;
+    content.qlChannelNumber = m_channel.qlChannelNumber;
+    content.genreId = m_channel.geoRestrictions;
+    content.sortOrder = m_channel.sortOrder;
+    content.isAvailable = m_channel.isAvailable;
+    content.isBizMature = m_channel.isBizMature;
+    content.isFavorite = m_channel.isFavorite;
+    content.inactivityTimeout = m_channel.inactivityTimeout;
+    if (content.inactivityTimeout <= 0) {
+        content.inactivityTimeout = 0;
+        for (const TQLInactivityTimeouts& timeout : m_channel.inactivityTimeouts) {
+            if (timeout.platform == "tenfoot") {
+                content.inactivityTimeout = timeout.value;
+                break;
+            }
+        }
+    }
+    for (size_t i = 0; i < m_channel.images.size() && i < TQL_CONTENT_IMAGES; ++i) {
+        content.images[i].url = m_channel.images[i].url.c_str();
+        content.images[i].width = m_channel.images[i].width;
+        content.images[i].height = m_channel.images[i].height;
+    }
+
+    // One report per category that lists the channel; none when no category does.
+    tql_list<TQLSuperCategories>& tree = record()->superCategories;
+    for (size_t s = 0; s < tree.size(); ++s) {
+        for (size_t c = 0; c < tree[s].categories.size(); ++c) {
+            for (size_t b = 0; b < tree[s].categories[c].channels.size(); ++b) {
+                if (tree[s].categories[c].channels[b].channelGuid != m_channel.channelGuid)
+                    continue;
+                TQLSuperCategories& super = tree[s];
+                TQLCategories& category = super.categories[c];
+                content.secondaryId = super.name.c_str();
+                content.tertiaryId = super.key.c_str();
+                content.superCategoryOrder = super.sortOrder;
+                content.categoryName = category.name.c_str();
+                content.categoryKey = category.key.c_str();
+                content.extraValue = category.sortOrder;
+                if (category.images.size() > 1)
+                    findBestGenreIcon(static_cast<int>(s), static_cast<int>(c));
+                if (!category.images.empty()) {
+                    m_genreIconUrl = category.images.front().url;
+                    content.extraText = m_genreIconUrl.c_str();
+                }
+                for (const TQLCategoriesBase& own : m_channel.categories)
+                    if (own.key == category.key)
+                        content.sortOrder = own.order;
+                if (m_callback && m_callback->function && m_callback->context &&
+                    m_callback->function(m_callback->context, &content) == -4)
+                    TQL_LOG(4, "Channel %s not available", m_channel.name.c_str());
+            }
+        }
+    }
+    m_channel = TQLChannel();
+}

@@ -1,0 +1,132 @@
+#ifndef TAMBER_CHANNEL_LISTING_H
+#define TAMBER_CHANNEL_LISTING_H
+
+// The channel line-up. Only the category tree is kept; each channel is
+// joined with the categories that list it and handed on the moment its
+// object ends, so the line-up is never held whole.
+
+#include "tamberResponse/tamberRecords.h"
+#include "tamberResponse/tamberResponse.h"
+
+class TQLChannelBase {
+public:
+    virtual ~TQLChannelBase() {}
+
+    tql_string channelGuid;
+    tql_string name;
+};
+
+// A channel's own view of a category.
+class TQLCategoriesBase {
+public:
+    virtual ~TQLCategoriesBase() {}
+
+    tql_string categoryGuid;
+    tql_string name;
+    tql_string key;
+    int order = 0;
+};
+
+class TQLCategories {
+public:
+    virtual ~TQLCategories() {}
+
+    tql_string categoryGuid;
+    tql_string name;
+    tql_string description;
+    tql_string key;
+    int sortOrder = 0;
+    tql_list<TQLImage> images;
+    tql_list<TQLChannelBase> channels;
+};
+
+class TQLSuperCategories {
+public:
+    virtual ~TQLSuperCategories() {}
+
+    tql_string categoryGuid;
+    tql_string name;
+    tql_string description;
+    int sortOrder = 0;
+    tql_string url;
+    tql_string key;
+    tql_list<TQLCategories> categories;
+};
+
+class TQLInactivityTimeouts {
+public:
+    virtual ~TQLInactivityTimeouts() {}
+
+    tql_string platform;
+    int value = 0;
+};
+
+// The channel in progress.
+class TQLChannel {
+public:
+    virtual ~TQLChannel() {}
+
+    tql_string channelGuid;
+    tql_string channelId;
+    tql_string name;
+    tql_string streamingName;
+    tql_string shortDescription;
+    tql_string tuneMethod;
+    int channelNumber = 0;
+    int tamberChannelNumber = 0;
+    int qlChannelNumber = 0;
+    int geoRestrictions = 0;
+    int sortOrder = 0;
+    int inactivityTimeout = 0;
+    int isAvailable = 0;
+    int isMature = 0;
+    int isFavorite = 0;
+    int isBizMature = 0;
+    tql_list<TQLInactivityTimeouts> inactivityTimeouts;
+    tql_list<TQLImage> images;
+    tql_list<TQLCategoriesBase> categories;
+};
+
+class TQLModuleResponseChannelListing : public TQLModuleResponseBase {
+public:
+    void clear() override
+    {
+        channelChangeId = tql_string();
+        superCategories.clear();
+    }
+
+    tql_string channelChangeId; // the line-up's version
+    tql_list<TQLSuperCategories> superCategories;
+};
+
+class TQLModuleResponseChannelListingHandler : public TQLModuleHandlerBase {
+public:
+    TQLModuleResponseChannelListingHandler(TQLResponse* response, tql_channelCallBackIf* callback);
+
+    int handleBoolean(const char* path, int value) override;
+    int handleNumber(const char* path, double value) override;
+    int handleString(const char* path, const tql_string& value) override;
+    int handleEndMap(const char* path) override;
+
+    void scaleChannelLogo();
+    void findBestGenreIcon(int superCategory, int category);
+    void sendChannelCallback();
+
+private:
+    TQLModuleResponseChannelListing* record()
+    {
+        return static_cast<TQLModuleResponseChannelListing*>(m_moduleResponse);
+    }
+
+    tql_channelCallBackIf* m_callback;
+    TQLSuperCategories m_superCategory;
+    TQLCategories m_category;
+    TQLChannelBase m_categoryChannel;
+    TQLImage m_categoryImage;
+    TQLChannel m_channel;
+    TQLImage m_channelImage;
+    TQLCategoriesBase m_channelCategory;
+    tql_string m_genreIconUrl; // not cleared between listings, on purpose
+};
+
+#endif
