@@ -3,10 +3,11 @@
 // the ceiling. The reply is a line-up sized document delivered in
 // network-sized pieces.
 #include <benchmark/benchmark.h>
-#include <yajl/yajl_parse.h>
 
 #include <cstring>
 #include <string>
+
+#include "BareYajl.h"
 
 #include "ScriptedPort.h"
 #include "tamberJson/tamberJson.h"
@@ -90,29 +91,12 @@ void Frame(benchmark::State& state)
     state.SetBytesProcessed(static_cast<int64_t>(state.iterations()) * static_cast<int64_t>(body.size()));
 }
 
-int ok0(void*) { return 1; }
-int okBool(void*, int) { return 1; }
-int okNumber(void*, const char*, size_t) { return 1; }
-int okString(void*, const unsigned char*, size_t) { return 1; }
-
 void BareYajl(benchmark::State& state)
 {
-    static const yajl_callbacks empty = {ok0, okBool, nullptr, nullptr, okNumber, okString,
-                                         ok0, okString, ok0,    ok0,     ok0};
     const std::string& body = reply();
-    const unsigned char* data = reinterpret_cast<const unsigned char*>(body.data());
-    for (auto _ : state) {
-        yajl_handle parser = yajl_alloc(&empty, nullptr, nullptr);
-        yajl_config(parser, yajl_allow_comments, 1);
-        yajl_config(parser, yajl_dont_validate_strings, 1);
-        for (size_t at = 0; at < body.size(); at += kPiece) {
-            size_t n = std::min(kPiece, body.size() - at);
-            if (yajl_parse(parser, data + at, n) != yajl_status_ok)
-                state.SkipWithError("parse failed");
-        }
-        yajl_complete_parse(parser);
-        yajl_free(parser);
-    }
+    for (auto _ : state)
+        if (!bench::bareYajlParse(body, kPiece))
+            state.SkipWithError("parse failed");
     state.SetBytesProcessed(static_cast<int64_t>(state.iterations()) * static_cast<int64_t>(body.size()));
 }
 

@@ -11,16 +11,19 @@ tql_core::tql_core()
     : m_routing(nullptr),
       m_tamberRequest(this),
       m_callback(nullptr),
+      m_streamer(nullptr),
       m_state(CoreStateIdle),
       m_maxInactivityTime(0),
       m_audioOutputLatency(0)
 {
     m_callback = new TamberCallback(this);
     m_version = tql_string::formatString("%d.%d.%d", kVersionMajor, kVersionMinor, kVersionPatch);
+    m_streamer = new CMTamberNodeResponder(this);
 }
 
 tql_core::~tql_core()
 {
+    delete m_streamer;
     delete m_callback;
 }
 
@@ -313,11 +316,33 @@ int tql_core::failNoRouting(tql_errorNotification* error)
     return -1;
 }
 
+// Brings back a session the service dropped. Best effort: after five failed
+// rounds the callers look at their own request again.
 int tql_core::norvaleResumeCall()
 {
-    // The resume request comes with the session calls; until then the repair
-    // is a no-op, and callers treat it as best effort in any case.
+    for (int round = 0; round < 5; ++round) {
+        if (m_tamberRequest.tamberNorvaleResume(m_streamer->m_tokenRequest, m_streamer->m_tokenData))
+            return 1;
+        tql_errorNotification last;
+        memset(&last, 0, sizeof last);
+        m_tamberRequest.getErrorResponse(&last);
+        if (last.errorCode == tamberErrorCredentials) {
+            tql_sleep(2);
+            if (reauthenticate() < 0)
+                return -1;
+        }
+        tql_sleep(2);
+    }
     return 1;
+}
+
+bool tql_core::sessionCheckAndUpdate()
+{
+    if (!m_tamberRequest.m_sessionInvalid && !m_tamberRequest.m_simultaneousLogin)
+        return false;
+    norvaleResumeCall();
+    TQL_LOG(3, "Session expired or logged elswhere, resuming");
+    return true;
 }
 
 void tql_core::localBypassStatus(tql_bypassStatus* status)

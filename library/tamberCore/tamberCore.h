@@ -3,6 +3,7 @@
 
 #include "requestDocuments/requestDocuments.h"
 #include "tamberCallback.h"
+#include "tamberNodeResponder.h"
 #include "tamberRequest.h"
 #include "tamberTypes/tamberMutex.h"
 #include "tamberTypes/tamberSettings.h"
@@ -58,6 +59,9 @@ public:
     // The service asked for the line-up to be read again.
     void forceLineupReload() { m_state = CoreStateAuthenticated; }
     int norvaleResumeCall();
+    // After a content request: true when the session was dead and was resumed,
+    // so that the caller repeats its request once.
+    bool sessionCheckAndUpdate();
     void on_tamberBypassModeChanged();
     void localBypassStatus(tql_bypassStatus* status);
     int triggerResetCurl() { return m_tamberRequest.resetCurl(); }
@@ -73,9 +77,16 @@ public:
     const tql_string& getSessionId() const { return m_sessionId; }
     const tql_string& getSessionCookie() const { return m_sessionCookie; }
     int reauthenticate();
+    // What the program data loop asked for, for its next turn.
+    void rememberPdtRequest(const tql_string& genre, const tql_string& channels)
+    {
+        m_pdtGenre = genre;
+        m_pdtChannels = channels;
+    }
 
     TamberRequest& getTamberRequest() { return m_tamberRequest; }
     TamberCallback* getTamberCallback() { return m_callback; }
+    CMTamberNodeResponder* getCurrentStreamer() { return m_streamer; }
 
 private:
     int norvaleRoutingCall();
@@ -88,11 +99,14 @@ private:
     TQLModuleResponseRouting* m_routing; // inside the routing response of the service client
     TamberRequest m_tamberRequest;
     TamberCallback* m_callback;
+    CMTamberNodeResponder* m_streamer;
     int m_state;
     int m_maxInactivityTime;
     int m_audioOutputLatency;
     tql_mutex m_mutex;
     tql_string m_version;
+    tql_string m_pdtGenre;
+    tql_string m_pdtChannels;
     tql_string m_sessionId;
     tql_string m_sessionCookie;
 };

@@ -10,6 +10,8 @@
 
 class tql_core;
 class tql_json;
+struct tokenRequestStrT;
+class tokenDataT;
 
 // The request types: key of the error table and of message classification.
 enum eRequestType {
@@ -156,11 +158,25 @@ public:
     TQLResponse* tamberNorvaleConfiguration();
     TQLResponse* tamberNorvaleAuth(tql_bytearray username, tql_bytearray password);
     int tamberNorvaleNoOP();
+    TQLResponse* tamberNorvaleResume(const tokenRequestStrT& request, tokenDataT& tokenData);
     void getRelativeUrls(tql_list<TQLRelativeUrlsItem>& out);
 
     // The line-up: each channel goes to the host while the reply is parsed.
     TQLResponse* tamberNorvaleChannelListing(const tql_string& moduleType, const tql_string& moduleArea);
     static int updateChannelCB(void* self, tql_content* content);
+
+    // Content queries; module records come from the handlers the router makes.
+    TQLResponse* tamberNorvaleRecentsCarousel();
+    TQLResponse* tamberNorvaleFavoritesCarousel();
+    TQLResponse* tamberNorvaleRetrieveForYouCarousel();
+    TQLResponse* tamberNorvaleRetrieveGUPCollation(int collationType);
+    TQLResponse* tamberNorvaleRetrieveForYou();
+    TQLResponse* tamberNorvaleOnDemand(const tql_string& page, const tql_string& count, const tql_string& genre,
+                                       const tql_string& channelId);
+    TQLResponse* tamberSearch(const tql_string& term);
+    int tamberNorvaleCheckGeoLocation(const tql_string& channelId, const tql_string& episodeCaId);
+    TQLResponse* tamberNorvalePDTRequest(const tql_string& category, const tql_string& channelIds);
+    TQLResponse* tamberNorvaleGetEpisodes(const tql_string& showId);
 
     tql_core* m_core;
     unsigned char* m_buffer;
@@ -226,6 +242,15 @@ private:
     bool serviceUrl(const char* path, tql_url& url);
     TQLResponse* sendServiceCall(TQLResponse*& slot, const tql_url& url, int method, const tql_string& body,
                                  tql_channelCallBackIf* callback);
+    struct QueryFailure {
+        const char* call;    // name in the log lines
+        int afterTransport;  // error after 55 when the request could not be made; 0 keeps 55
+        int sessionInvalid;  // error when the reply is refused on a dead session
+        int otherwise;       // error when it is refused otherwise
+        bool withCode;       // the service code goes with the error
+    };
+    TQLResponse* runQuery(TQLResponse*& slot, const tql_url& url, int method, const tql_string& body,
+                          eRequestType type, const QueryFailure& failure, tql_channelCallBackIf* callback);
     size_t writeBody(const unsigned char* data, size_t n);
     int partialContentHandler(const unsigned char* data, unsigned int length);
     void resetResponses(std::initializer_list<TQLResponse*> responses);

@@ -2,6 +2,9 @@
 // and no-op, on the common frame of every service call.
 #include "tamberCore.h"
 #include "tamberJson/tamberJson.h"
+#include "tamberTokens.h"
+#include "tamberTypes/tamberDateTime.h"
+#include "tamberTypes/tamberSettings.h"
 #include "tamberRequest.h"
 #include "tamberResponse/tamberChannelListing.h"
 #include "tamberResponse/tamberSessionHandlers.h"
@@ -74,14 +77,7 @@ TQLResponse* TamberRequest::tamberNorvaleRouting(const tql_url& baseUrl)
 
     TQLModuleRequestRouting request;
     request.m_deviceInfo = &m_core->getDeviceInfo();
-    tql_list<TQLModule> modules(1);
-    modules[0].moduleArea = "Routing";
-    modules[0].moduleType = "PartnerDevices";
-    modules[0].m_moduleRequest = &request;
-    TQLModuleList document;
-    document.m_modules = &modules;
-    tql_string body = document.serialize(nullptr);
-    modules[0].m_moduleRequest = nullptr;
+    tql_string body = moduleListBody("Routing", "PartnerDevices", &request);
 
     tql_url url(baseUrl);
     url.setPath(url.path() + "/rest/v2/experience/modules/get/partner/");
@@ -167,18 +163,11 @@ TQLResponse* TamberRequest::tamberNorvaleAuth(tql_bytearray username, tql_bytear
     request.m_deviceInfo = &device;
     request.m_standardAuth = &credentials;
     request.resultTemplate = m_core->getRouting()->m_partnerDevice.resultTemplate;
-    tql_list<TQLModule> modules(1);
-    modules[0].moduleArea = "UserFlow";
-    modules[0].moduleType = "StandardAuth";
-    modules[0].m_moduleRequest = &request;
-    TQLModuleList document;
-    document.m_modules = &modules;
     // Login does not send the region; it stays set for every other use.
     tql_string region = device.appRegion;
     device.appRegion = "";
-    tql_string body = document.serialize(nullptr);
+    tql_string body = moduleListBody("UserFlow", "StandardAuth", &request);
     device.appRegion = region;
-    modules[0].m_moduleRequest = nullptr;
     TQL_LOG(3, "Authentication request body: %s", body.c_str());
     m_faultResponse->m_messages.clear();
     if (m_norvaleauth)
@@ -225,6 +214,85 @@ TQLResponse* TamberRequest::tamberNorvaleAuth(tql_bytearray username, tql_bytear
         setLibraryErrorResponse(tamberErrorIncompatibleAccount, code);
     }
     return nullptr;
+}
+
+TQLResponse* TamberRequest::tamberNorvaleResume(const tokenRequestStrT& request, tokenDataT& tokenData)
+{
+    tql_url url;
+    if (!serviceUrl("/rest/v2/experience/modules/resume", url))
+        return nullptr;
+    if (request.mode == 2) {
+        url.addQueryItem("contentType", "aic");
+        url.addQueryItem("channelId", request.assetGuid);
+    } else {
+        url.addQueryItem("format", "json");
+    }
+    TQL_LOG(3, TQL_GREEN "Resume request url: %s" TQL_RESET, url.toString().c_str());
+
+    // No credentials: the session cookie that the transport holds does the work.
+    TQLDeviceInfo& device = m_core->getDeviceInfo();
+    TQLNorvaleStandardAuth credentials;
+    TQLModuleRequestAuth document;
+    document.m_deviceInfo = &device;
+    document.m_standardAuth = &credentials;
+    document.resultTemplate = "mobile";
+    tql_string region = device.appRegion;
+    device.appRegion = "";
+    tql_string body = moduleListBody("Discovery", "Welcome", &document);
+    device.appRegion = region;
+    TQL_LOG(3, "Resume request body: %s", body.c_str());
+    m_faultResponse->m_messages.clear();
+    setLibraryErrorResponse(tamberErrorResumeFailed, 0);
+
+    TQLResponse* response = sendServiceCall(m_norvaletune, url, 1, body, nullptr);
+    if (!response) {
+        TQL_LOG(1, "HTTP Error");
+        return nullptr;
+    }
+    int code = tamberNorvaleCheckMessages(response->m_messages, eRequestResume);
+    if (response->m_status != 1) {
+        const tql_list<TQLMessagesType>& messages = m_faultResponse->m_messages;
+        if (messages.empty())
+            TQL_LOG(1, "Resume call error - no message available");
+        else
+            TQL_LOG(1, "Resume call error message: %s code: %d", messages.front().m_message.c_str(),
+                    messages.front().m_code);
+        if (m_authRequired) {
+            TQL_LOG(1, "Resume call - authentication required:");
+            setLibraryErrorResponse(tamberErrorCredentials, code);
+        }
+        return nullptr;
+    }
+    TQL_LOG(3, "Success");
+    if (response->m_modules.empty())
+        return nullptr;
+    if (TQLModuleResponseNowPlaying* playing = firstModule<TQLModuleResponseNowPlaying>(response)) {
+        if (playing->channelId == request.channelId) {
+            setLibraryErrorResponse(tamberErrorNone, 0);
+            tql_bytearray fixedKey = tamberSettingsInt().getFixedKey();
+            TQL_LOG(3, "fixed key %s", fixedKey.str().c_str());
+            tokenData.keys[0] = tql_bytearray::fromHex(fixedKey);
+            if (!playing->hlsAudioInfos.empty())
+                tokenData.hlsAudioInfos = playing->hlsAudioInfos;
+            TQL_LOG(3, "channel %s", playing->channelId.c_str());
+            tokenData.tokenTimestampMs = static_cast<int64_t>(tql_datetime::currentMSecsSinceEpoch());
+            if (!playing->customAudioInfos.empty())
+                tokenData.customAudioInfos = playing->customAudioInfos;
+            response->m_updateFrequency = playing->updateFrequency;
+        } else {
+            // The engine tunes afterwards; the token stays as it was.
+            TQL_LOG(3, "Starting playback of different channel - force tune call");
+        }
+        m_sessionInvalid = 0;
+    }
+    tql_httpHeader header;
+    if (parseHttpHeader(m_headerData, header))
+        TQL_LOG(3, "Received header: %s", m_headerData.str().c_str());
+    m_core->setSession(m_core->getSessionId(), header.cookie);
+    TQL_LOG(3, "Cookiess resume %s", header.cookie.c_str());
+    clearMessageFlags();
+    setLibraryErrorResponse(tamberErrorNone, 0);
+    return response;
 }
 
 int TamberRequest::tamberNorvaleNoOP()
@@ -309,14 +377,7 @@ TQLResponse* TamberRequest::tamberNorvaleChannelListing(const tql_string& module
 
     TQLModuleRequestDiscoverChannelList request;
     request.resultTemplate = "radio";
-    tql_list<TQLModule> modules(1);
-    modules[0].moduleArea = moduleArea;
-    modules[0].moduleType = moduleType;
-    modules[0].m_moduleRequest = &request;
-    TQLModuleList document;
-    document.m_modules = &modules;
-    tql_string body = document.serialize(nullptr);
-    modules[0].m_moduleRequest = nullptr;
+    tql_string body = moduleListBody(moduleArea, moduleType, &request);
     TQL_LOG(3, "Channel Listing request body: %s", body.c_str());
     m_faultResponse->m_messages.clear();
 

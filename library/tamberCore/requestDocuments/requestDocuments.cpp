@@ -344,3 +344,14 @@ tql_string TQLModuleList::serialize(void* gen)
     jsonFinish(gen);
     return tql_string(getJson(gen));
 }
+
+tql_string moduleListBody(const tql_string& area, const tql_string& type, TQLModuleRequestBase* request)
+{
+    tql_list<TQLModule> modules(1);
+    modules[0].moduleArea = area;
+    modules[0].moduleType = type;
+    modules[0].m_moduleRequest = request; // the caller's; the list does not own it
+    TQLModuleList document;
+    document.m_modules = &modules;
+    return document.serialize(nullptr);
+}

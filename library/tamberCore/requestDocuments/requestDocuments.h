@@ -192,4 +192,7 @@ public:
 // Writes one module element: area and type, then the request its row names.
 void serializeModule(TQLModule& module, void* gen);
 
+// The body of a call that sends one module.
+tql_string moduleListBody(const tql_string& area, const tql_string& type, TQLModuleRequestBase* request);
+
 #endif

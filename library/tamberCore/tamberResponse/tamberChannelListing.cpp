@@ -236,8 +236,9 @@ void TQLModuleResponseChannelListingHandler::scaleChannelLogo()
     if (source.url.isEmpty())
         return;
     m_channel.images.clear();
+    const tql_url base(source.url); // parsed once, four variants from it
     for (int size = 700; size >= 100; size -= 200) {
-        tql_url url(source.url);
+        tql_url url(base);
         tql_string text = tql_string::formatString("%d", size);
         url.addQueryItem("width", text);
         url.addQueryItem("height", text);
@@ -324,33 +325,46 @@ void TQLModuleResponseChannelListingHandler::sendChannelCallback()
 
     // One report per category that lists the channel; none when no category does.
     tql_list<TQLSuperCategories>& tree = record()->superCategories;
-    for (size_t s = 0; s < tree.size(); ++s) {
-        for (size_t c = 0; c < tree[s].categories.size(); ++c) {
-            for (size_t b = 0; b < tree[s].categories[c].channels.size(); ++b) {
-                if (tree[s].categories[c].channels[b].channelGuid != m_channel.channelGuid)
-                    continue;
-                TQLSuperCategories& super = tree[s];
-                TQLCategories& category = super.categories[c];
-                content.secondaryId = super.name.c_str();
-                content.tertiaryId = super.key.c_str();
-                content.superCategoryOrder = super.sortOrder;
-                content.categoryName = category.name.c_str();
-                content.categoryKey = category.key.c_str();
-                content.extraValue = category.sortOrder;
-                if (category.images.size() > 1)
-                    findBestGenreIcon(static_cast<int>(s), static_cast<int>(c));
-                if (!category.images.empty()) {
-                    m_genreIconUrl = category.images.front().url;
-                    content.extraText = m_genreIconUrl.c_str();
-                }
-                for (const TQLCategoriesBase& own : m_channel.categories)
-                    if (own.key == category.key)
-                        content.sortOrder = own.order;
-                if (m_callback && m_callback->function && m_callback->context &&
-                    m_callback->function(m_callback->context, &content) == -4)
-                    TQL_LOG(4, "Channel %s not available", m_channel.name.c_str());
-            }
+    for (const std::pair<size_t, size_t>& at : listingsOf(m_channel.channelGuid)) {
+        size_t s = at.first;
+        size_t c = at.second;
+        TQLSuperCategories& super = tree[s];
+        TQLCategories& category = super.categories[c];
+        content.secondaryId = super.name.c_str();
+        content.tertiaryId = super.key.c_str();
+        content.superCategoryOrder = super.sortOrder;
+        content.categoryName = category.name.c_str();
+        content.categoryKey = category.key.c_str();
+        content.extraValue = category.sortOrder;
+        if (category.images.size() > 1)
+            findBestGenreIcon(static_cast<int>(s), static_cast<int>(c));
+        if (!category.images.empty()) {
+            m_genreIconUrl = category.images.front().url;
+            content.extraText = m_genreIconUrl.c_str();
         }
+        for (const TQLCategoriesBase& own : m_channel.categories)
+            if (own.key == category.key)
+                content.sortOrder = own.order;
+        if (m_callback && m_callback->function && m_callback->context &&
+            m_callback->function(m_callback->context, &content) == -4)
+            TQL_LOG(4, "Channel %s not available", m_channel.name.c_str());
     }
     m_channel = TQLChannel();
+}
+
+const std::vector<std::pair<size_t, size_t>>&
+TQLModuleResponseChannelListingHandler::listingsOf(const tql_string& channelGuid)
+{
+    const tql_list<TQLSuperCategories>& tree = record()->superCategories;
+    if (m_indexedSuperCategories != tree.size()) {
+        m_listings.clear();
+        for (size_t s = 0; s < tree.size(); ++s)
+            for (size_t c = 0; c < tree[s].categories.size(); ++c)
+                for (const TQLChannelBase& listed : tree[s].categories[c].channels)
+                    m_listings[listed.channelGuid.toStdString()].emplace_back(s, c);
+        m_indexedSuperCategories = tree.size();
+    }
+    static const std::vector<std::pair<size_t, size_t>> none;
+    auto it = m_listings.find(channelGuid.toStdString());
+    return it == m_listings.end() ? none : it->second;
 }

@@ -5,6 +5,11 @@
 // joined with the categories that list it and handed on the moment its
 // object ends, so the line-up is never held whole.
 
+#include <string>
+#include <unordered_map>
+#include <utility>
+#include <vector>
+
 #include "tamberResponse/tamberRecords.h"
 #include "tamberResponse/tamberResponse.h"
 
@@ -127,6 +132,13 @@ private:
     TQLImage m_channelImage;
     TQLCategoriesBase m_channelCategory;
     tql_string m_genreIconUrl; // not cleared between listings, on purpose
+
+    // Where each channel is listed, in tree order: the join then costs a
+    // look-up per channel instead of a walk of the whole tree. Made again
+    // whenever the tree has grown.
+    const std::vector<std::pair<size_t, size_t>>& listingsOf(const tql_string& channelGuid);
+    std::unordered_map<std::string, std::vector<std::pair<size_t, size_t>>> m_listings;
+    size_t m_indexedSuperCategories = static_cast<size_t>(-1);
 };
 
 #endif
