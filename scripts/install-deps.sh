@@ -7,6 +7,7 @@ packages=(
   cmake ninja-build g++ clang libclang-rt-dev pkg-config binutils python3 tzdata
   libyajl-dev
   libgtest-dev libgmock-dev libbenchmark-dev
+  libcurl4-openssl-dev libssl-dev libcpp-httplib-dev
 )
 
 missing=()

@@ -1,0 +1,121 @@
+// The HTTP transport on one libcurl easy handle per library handle, so that
+// connections are reused and the session cookie travels between requests.
+#include <curl/curl.h>
+
+#include <cstdlib>
+#include <cstring>
+#include <mutex>
+
+#include "tqllib.h"
+
+namespace {
+// Options that every request needs; applied again after a reset.
+void applyDefaults(CURL* curl)
+{
+    curl_easy_setopt(curl, CURLOPT_COOKIEFILE, ""); // the cookie engine, in memory
+    curl_easy_setopt(curl, CURLOPT_FOLLOWLOCATION, 0L); // the library follows redirects itself
+    curl_easy_setopt(curl, CURLOPT_HTTP_VERSION, static_cast<long>(CURL_HTTP_VERSION_1_1)); // status lines it reads
+    curl_easy_setopt(curl, CURLOPT_NOSIGNAL, 1L);
+    curl_easy_setopt(curl, CURLOPT_SSL_VERIFYPEER, 1L);
+    curl_easy_setopt(curl, CURLOPT_SSL_VERIFYHOST, 2L);
+}
+
+tamberHTCookie* cookieList(CURL* curl)
+{
+    struct curl_slist* cookies = nullptr;
+    if (curl_easy_getinfo(curl, CURLINFO_COOKIELIST, &cookies) != CURLE_OK)
+        return nullptr;
+    tamberHTCookie* head = nullptr;
+    tamberHTCookie** tail = &head;
+    for (struct curl_slist* c = cookies; c; c = c->next) {
+        auto* node = static_cast<tamberHTCookie*>(calloc(1, sizeof(tamberHTCookie)));
+        if (!node)
+            break;
+        node->text = c->data ? strdup(c->data) : nullptr;
+        *tail = node;
+        tail = &node->next;
+    }
+    curl_slist_free_all(cookies);
+    return head;
+}
+} // namespace
+
+extern "C" {
+
+void* tamber_HT_init(void)
+{
+    static std::once_flag once;
+    std::call_once(once, [] { curl_global_init(CURL_GLOBAL_DEFAULT); });
+    CURL* curl = curl_easy_init();
+    if (curl)
+        applyDefaults(curl);
+    return curl;
+}
+
+int tamber_HT_Request(tamberHTRequestCtx* ctx)
+{
+    CURL* curl = static_cast<CURL*>(ctx->handle);
+    if (!curl)
+        return -1;
+    struct curl_slist* headers = nullptr;
+    curl_easy_setopt(curl, CURLOPT_URL, ctx->url);
+    if (ctx->isPost) {
+        headers = curl_slist_append(headers, "Content-Type: application/json");
+        curl_easy_setopt(curl, CURLOPT_POST, 1L);
+        curl_easy_setopt(curl, CURLOPT_POSTFIELDS, ctx->postData ? ctx->postData : "");
+    } else {
+        curl_easy_setopt(curl, CURLOPT_HTTPGET, 1L);
+    }
+    curl_easy_setopt(curl, CURLOPT_HTTPHEADER, headers);
+    curl_easy_setopt(curl, CURLOPT_WRITEFUNCTION, ctx->writeCallback);
+    curl_easy_setopt(curl, CURLOPT_WRITEDATA, ctx->writeData);
+    curl_easy_setopt(curl, CURLOPT_HEADERFUNCTION, ctx->headerCallback);
+    curl_easy_setopt(curl, CURLOPT_HEADERDATA, ctx->headerData);
+    curl_easy_setopt(curl, CURLOPT_ERRORBUFFER, ctx->errorBuffer);
+    curl_easy_setopt(curl, CURLOPT_TIMEOUT, static_cast<long>(ctx->totalTimeout));
+    curl_easy_setopt(curl, CURLOPT_CONNECTTIMEOUT, static_cast<long>(ctx->connectTimeout));
+
+    CURLcode rc = curl_easy_perform(curl);
+
+    long status = 0;
+    curl_easy_getinfo(curl, CURLINFO_RESPONSE_CODE, &status);
+    ctx->httpCode = status;
+    ctx->requestResult = static_cast<int>(rc);
+    ctx->errorFlag = ctx->errorBuffer && ctx->errorBuffer[0] ? 1 : 0;
+    ctx->cookies = cookieList(curl);
+    // The buffers and the header list belong to this call only.
+    curl_easy_setopt(curl, CURLOPT_ERRORBUFFER, nullptr);
+    curl_easy_setopt(curl, CURLOPT_HTTPHEADER, nullptr);
+    curl_easy_setopt(curl, CURLOPT_POSTFIELDS, nullptr);
+    curl_slist_free_all(headers);
+    return static_cast<int>(rc);
+}
+
+void tamber_HT_reset(void* handle)
+{
+    // Keeps connections and cookies, drops the options.
+    if (handle) {
+        curl_easy_reset(static_cast<CURL*>(handle));
+        applyDefaults(static_cast<CURL*>(handle));
+    }
+}
+
+void tamber_HT_clearCtxData(tamberHTRequestCtx* ctx)
+{
+    tamberHTCookie* node = ctx->cookies;
+    while (node) {
+        tamberHTCookie* next = node->next;
+        free(const_cast<char*>(node->text));
+        free(node);
+        node = next;
+    }
+    ctx->cookies = nullptr;
+}
+
+void tamber_HT_cleanup(void* handle)
+{
+    if (handle)
+        curl_easy_cleanup(static_cast<CURL*>(handle));
+}
+
+} // extern "C"

@@ -1,0 +1,181 @@
+// tqlplay: a command-line host of libtqllib. Logs in, lists the line-up.
+#include <sys/stat.h>
+
+#include <algorithm>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <string>
+#include <vector>
+
+#include "tqlhost.h"
+#include "tqllib.h"
+
+namespace {
+
+struct Channel {
+    int number;
+    std::string name;
+    std::string category;
+    bool available;
+};
+
+struct Host {
+    std::vector<Channel> channels;
+};
+
+int onError(void*, tql_errorNotification* e)
+{
+    if (e->errorCode)
+        fprintf(stderr, "tqlplay: %s (error %d)\n", tql_get_error(e->errorCode), e->errorCode);
+    return 1;
+}
+void onMetadata(void*, tql_metadata*) {}
+int onBitrate(void*, int) { return 1; }
+int onBusy(void*, int) { return 1; }
+void onPdt(void*, tql_pdtChannel*, int) {}
+int onRefresh(void*, tql_moduleType) { return 1; }
+int onDemand(void*, tql_content*, int, int) { return 1; }
+void onTimebar(void*, tql_timebarData*) {}
+void onEpisodes(void*, const char*, tql_content*, int) {}
+int onTile(void*, tql_content*, int) { return 1; }
+void onGlobalSettings(void*, tql_globalSetting*, int) {}
+
+int onChannel(void* context, tql_content* c)
+{
+    auto* host = static_cast<Host*>(context);
+    host->channels.push_back({c->tamberChannelNumber, c->name ? c->name : "",
+                              c->categoryName ? c->categoryName : "", c->isAvailable != 0});
+    return 1;
+}
+
+void usage(FILE* out)
+{
+    fprintf(out,
+            "usage: tqlplay [--service URL] [--account FILE] [--log LEVEL] COMMAND\n"
+            "\n"
+            "commands:\n"
+            "  login USER PASSWORD   log in and keep the account in the account file\n"
+            "  channels              log in with the kept account and print the line-up\n"
+            "\n"
+            "options:\n"
+            "  --service URL   the service's base URL (default $TQLPLAY_SERVICE or http://127.0.0.1:8080)\n"
+            "  --account FILE  the account file (default $HOME/.tqlplay-account)\n"
+            "  --log LEVEL     library log level on stderr, 1 errors .. 4 debug (default 0: none)\n"
+            "  --help          this text\n");
+}
+
+int fail(const tql_errorNotification& error)
+{
+    fprintf(stderr, "tqlplay: %s (error %d)\n", tql_get_error(error.errorCode), error.errorCode);
+    return 1;
+}
+
+int start(Host& host)
+{
+    if (tql_init() != TQL_OK || tql_checkVersion(TQL_HEADER_VERSION) != TQL_OK) {
+        fprintf(stderr, "tqlplay: the library would not start\n");
+        return 0;
+    }
+    tql_CallbackStruct cb;
+    memset(&cb, 0, sizeof cb);
+    cb.hostContext = &host;
+    cb.onError = onError;
+    cb.onMetadata = onMetadata;
+    cb.onBitrate = onBitrate;
+    cb.onBusy = onBusy;
+    cb.onChannel = onChannel;
+    cb.onPdtUpdate = onPdt;
+    cb.onRefresh = onRefresh;
+    cb.onDemand = onDemand;
+    cb.onTimebar = onTimebar;
+    cb.onEpisodes = onEpisodes;
+    cb.onRecents = onTile;
+    cb.onFavorites = onTile;
+    cb.onGlobalSettings = onGlobalSettings;
+    cb.onForYou = onTile;
+    cb.onSearch = onTile;
+    return tql_registerCallbacks(cb) == TQL_OK;
+}
+
+int login(const char* user, const char* password)
+{
+    Host host;
+    if (!start(host))
+        return 1;
+    tql_TamberAccount account;
+    memset(&account, 0, sizeof account);
+    account.username = user;
+    account.password = password;
+    tql_errorNotification error;
+    int ok = tql_verify_account(account, &error);
+    tql_deinit();
+    if (ok != TQL_OK)
+        return fail(error);
+    printf("Logged in as %s\n", user);
+    return 0;
+}
+
+int channels()
+{
+    Host host;
+    if (!start(host))
+        return 1;
+    tql_errorNotification error;
+    int ok = tql_configure_tamber(&error) == TQL_OK && tql_channel_list(&error) == TQL_OK;
+    tql_deinit();
+    if (!ok)
+        return fail(error);
+    std::stable_sort(host.channels.begin(), host.channels.end(),
+                     [](const Channel& a, const Channel& b) { return a.number < b.number; });
+    printf("%6s  %-28s  %-20s  %s\n", "NUMBER", "NAME", "CATEGORY", "AVAILABLE");
+    for (const Channel& c : host.channels)
+        printf("%6d  %-28s  %-20s  %s\n", c.number, c.name.c_str(), c.category.c_str(), c.available ? "yes" : "no");
+    printf("%zu listings\n", host.channels.size());
+    return 0;
+}
+
+} // namespace
+
+int main(int argc, char** argv)
+{
+    const char* env = getenv("TQLPLAY_SERVICE");
+    std::string service = env && *env ? env : "http://127.0.0.1:8080";
+    const char* home = getenv("HOME");
+    std::string account = std::string(home ? home : ".") + "/.tqlplay-account";
+    int logLevel = 0;
+    std::vector<std::string> args;
+    for (int i = 1; i < argc; ++i) {
+        std::string a = argv[i];
+        if (a == "--help" || a == "-h") {
+            usage(stdout);
+            return 0;
+        }
+        if ((a == "--service" || a == "--account" || a == "--log") && i + 1 < argc) {
+            std::string value = argv[++i];
+            if (a == "--service")
+                service = value;
+            else if (a == "--account")
+                account = value;
+            else
+                logLevel = atoi(value.c_str());
+        } else if (a.rfind("--", 0) == 0) {
+            fprintf(stderr, "tqlplay: unknown option %s\n", a.c_str());
+            usage(stderr);
+            return 2;
+        } else {
+            args.push_back(a);
+        }
+    }
+    tqlhost_set_log_level(logLevel);
+    tqlhost_set_config_url(service.c_str());
+    tqlhost_set_account_file(account.c_str());
+    tqlhost_set_device("tqlplay", "linux", "tqlplay-device");
+
+    if (args.size() == 3 && args[0] == "login")
+        return login(args[1].c_str(), args[2].c_str());
+    if (args.size() == 1 && args[0] == "channels")
+        return channels();
+    usage(stderr);
+    return 2;
+}
