@@ -4,7 +4,7 @@
 set -euo pipefail
 
 packages=(
-  cmake ninja-build g++ clang libclang-rt-dev pkg-config binutils python3 tzdata
+  cmake ninja-build g++ clang libclang-rt-dev pkg-config binutils python3 tzdata curl coreutils
   libyajl-dev
   libgtest-dev libgmock-dev libbenchmark-dev
   libcurl4-openssl-dev libssl-dev libcpp-httplib-dev

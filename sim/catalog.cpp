@@ -1,0 +1,220 @@
+#include "catalog.h"
+
+#include <yajl/yajl_tree.h>
+
+#include <fstream>
+#include <memory>
+#include <set>
+#include <sstream>
+
+namespace tqlsim {
+
+namespace {
+
+const size_t kMaxCatalogBytes = 4 * 1024 * 1024;
+const char* const kBasePlaceholder = "{{BASE}}";
+
+using TreePtr = std::unique_ptr<yajl_val_s, void (*)(yajl_val)>;
+
+yajl_val member(yajl_val node, const char* name)
+{
+    const char* path[] = {name, nullptr};
+    return node ? yajl_tree_get(node, path, yajl_t_any) : nullptr;
+}
+
+std::string text(yajl_val node, const char* name, const std::string& fallback = "")
+{
+    yajl_val v = member(node, name);
+    return YAJL_IS_STRING(v) ? std::string(YAJL_GET_STRING(v)) : fallback;
+}
+
+int number(yajl_val node, const char* name, int fallback = 0)
+{
+    yajl_val v = member(node, name);
+    return YAJL_IS_INTEGER(v) ? static_cast<int>(YAJL_GET_INTEGER(v)) : fallback;
+}
+
+bool flag(yajl_val node, const char* name, bool fallback)
+{
+    yajl_val v = member(node, name);
+    if (YAJL_IS_TRUE(v))
+        return true;
+    if (YAJL_IS_FALSE(v))
+        return false;
+    return fallback;
+}
+
+// The elements of an array member; empty when absent or of another type.
+std::vector<yajl_val> items(yajl_val node, const char* name)
+{
+    yajl_val v = member(node, name);
+    if (!YAJL_IS_ARRAY(v))
+        return {};
+    return std::vector<yajl_val>(v->u.array.values, v->u.array.values + v->u.array.len);
+}
+
+std::vector<Image> readImages(yajl_val node, const char* name, const char* defaultName)
+{
+    std::vector<Image> out;
+    for (yajl_val v : items(node, name)) {
+        Image img;
+        img.name = text(v, "name", defaultName);
+        img.url = text(v, "url");
+        img.width = number(v, "width");
+        img.height = number(v, "height", img.width);
+        out.push_back(img);
+    }
+    return out;
+}
+
+Category readCategory(yajl_val v)
+{
+    Category c;
+    c.guid = text(v, "guid");
+    c.key = text(v, "key");
+    c.name = text(v, "name");
+    c.description = text(v, "description");
+    c.sortOrder = number(v, "sortOrder");
+    c.icons = readImages(v, "icons", "category icon web");
+    return c;
+}
+
+SuperCategory readSuperCategory(yajl_val v)
+{
+    SuperCategory s;
+    s.guid = text(v, "guid");
+    s.key = text(v, "key");
+    s.name = text(v, "name");
+    s.description = text(v, "description");
+    s.url = text(v, "url");
+    s.sortOrder = number(v, "sortOrder");
+    for (yajl_val c : items(v, "categories"))
+        s.categories.push_back(readCategory(c));
+    return s;
+}
+
+Channel readChannel(yajl_val v)
+{
+    Channel ch;
+    ch.guid = text(v, "guid");
+    ch.id = text(v, "id");
+    ch.name = text(v, "name");
+    ch.streamingName = text(v, "streamingName", ch.name);
+    ch.description = text(v, "description");
+    ch.tuneMethod = text(v, "tuneMethod", "live");
+    ch.number = number(v, "number");
+    ch.qlNumber = number(v, "qlNumber", ch.number);
+    ch.sortOrder = number(v, "sortOrder", ch.number);
+    ch.geoRestrictions = number(v, "geoRestrictions");
+    ch.inactivityTimeout = number(v, "inactivityTimeout");
+    ch.available = flag(v, "available", true);
+    ch.mature = flag(v, "mature", false);
+    ch.favorite = flag(v, "favorite", false);
+    ch.bizMature = flag(v, "bizMature", false);
+    ch.images = readImages(v, "images", "color channel logo (on dark)");
+    for (yajl_val c : items(v, "categories"))
+        ch.categories.push_back({text(c, "key"), number(c, "order")});
+    return ch;
+}
+
+bool check(const Catalog& cat, std::string& error)
+{
+    std::set<std::string> guids;
+    for (const Channel& ch : cat.channels) {
+        if (ch.guid.empty() || ch.id.empty() || !guids.insert(ch.guid).second) {
+            error = "channel '" + ch.name + "' has no guid or id, or a duplicate guid";
+            return false;
+        }
+        for (const ChannelCategory& c : ch.categories) {
+            if (!cat.findCategory(c.key)) {
+                error = "channel '" + ch.name + "' names unknown category '" + c.key + "'";
+                return false;
+            }
+        }
+    }
+    for (const Account& a : cat.accounts) {
+        if (a.user.empty()) {
+            error = "an account has no user";
+            return false;
+        }
+    }
+    return true;
+}
+
+void rewrite(std::string& url, const std::string& base)
+{
+    size_t at = url.find(kBasePlaceholder);
+    if (at != std::string::npos)
+        url.replace(at, std::string(kBasePlaceholder).size(), base);
+}
+
+}  // namespace
+
+const Account* Catalog::findAccount(const std::string& user) const
+{
+    for (const Account& a : accounts)
+        if (a.user == user)
+            return &a;
+    return nullptr;
+}
+
+const Category* Catalog::findCategory(const std::string& key) const
+{
+    for (const SuperCategory& s : superCategories)
+        for (const Category& c : s.categories)
+            if (c.key == key)
+                return &c;
+    return nullptr;
+}
+
+void Catalog::rewriteBase(const std::string& baseUrl)
+{
+    for (SuperCategory& s : superCategories) {
+        rewrite(s.url, baseUrl);
+        for (Category& c : s.categories)
+            for (Image& img : c.icons)
+                rewrite(img.url, baseUrl);
+    }
+    for (Channel& ch : channels)
+        for (Image& img : ch.images)
+            rewrite(img.url, baseUrl);
+}
+
+bool loadCatalog(const std::string& path, Catalog& out, std::string& error)
+{
+    std::ifstream in(path, std::ios::binary);
+    if (!in) {
+        error = "cannot open " + path;
+        return false;
+    }
+    std::ostringstream buf;
+    buf << in.rdbuf();
+    std::string data = buf.str();
+    if (data.size() > kMaxCatalogBytes) {
+        error = path + " is too large";
+        return false;
+    }
+    char parseError[256] = {0};
+    TreePtr root(yajl_tree_parse(data.c_str(), parseError, sizeof parseError), yajl_tree_free);
+    if (!root || !YAJL_IS_OBJECT(root.get())) {
+        error = path + ": not a JSON object: " + parseError;
+        return false;
+    }
+    Catalog cat;
+    cat.lineupVersion = text(root.get(), "lineupVersion", "1");
+    cat.updateFrequency = number(root.get(), "updateFrequency", 60);
+    for (yajl_val v : items(root.get(), "accounts"))
+        cat.accounts.push_back({text(v, "user"), text(v, "password"), text(v, "state", "ok")});
+    for (yajl_val v : items(root.get(), "superCategories"))
+        cat.superCategories.push_back(readSuperCategory(v));
+    for (yajl_val v : items(root.get(), "channels"))
+        cat.channels.push_back(readChannel(v));
+    if (!check(cat, error)) {
+        error = path + ": " + error;
+        return false;
+    }
+    out = std::move(cat);
+    return true;
+}
+
+}  // namespace tqlsim

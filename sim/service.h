@@ -1,0 +1,60 @@
+// The service endpoints that the library calls, answered from the catalog
+// and the simulator state.
+#pragma once
+
+#include "catalog.h"
+#include "sim_state.h"
+
+#include <httplib.h>
+
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace tqlsim {
+
+struct Reply {
+    int http = 200;
+    std::string body;
+    std::string contentType = "application/json";
+    std::vector<std::pair<std::string, std::string>> headers;
+};
+
+class Service {
+public:
+    Service(const Catalog& catalog, SimState& state, const std::string& baseUrl);
+
+    // Answers one request of the service's paths; unknown paths give 404.
+    Reply handle(const httplib::Request& req);
+
+private:
+    Reply routing(const httplib::Request& req);
+    Reply configuration(const httplib::Request& req);
+    Reply login(const httplib::Request& req);
+    Reply resume(const httplib::Request& req);
+    Reply noop(const httplib::Request& req);
+    Reply channelListing(const httplib::Request& req);
+    Reply carousel(const httplib::Request& req);
+    Reply collation(const httplib::Request& req);
+    Reply recommender(const httplib::Request& req);
+    Reply onDemand(const httplib::Request& req);
+    Reply geolocation(const httplib::Request& req);
+    Reply programData(const httplib::Request& req);
+    Reply episodes(const httplib::Request& req);
+    Reply image(const httplib::Request& req);
+
+    // Gives an error reply when the request's session is not valid.
+    bool sessionRejected(const httplib::Request& req, Reply& reply);
+    std::string lineup();
+
+    const Catalog& catalog_;
+    SimState& state_;
+    std::string base_;
+};
+
+// HTTP 500 with an envelope of status 0, for the http500 fault.
+Reply serverErrorReply();
+// {"error": text} with the given HTTP status.
+Reply plainError(int http, const std::string& text);
+
+}  // namespace tqlsim

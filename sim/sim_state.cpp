@@ -1,0 +1,250 @@
+#include "sim_state.h"
+
+#include "json_writer.h"
+
+#include <cstdio>
+#include <cstdlib>
+
+namespace tqlsim {
+
+namespace {
+
+const size_t kMaxSessions = 4096;
+const size_t kMaxUsers = 4096;
+const size_t kMaxPaths = 256;
+const size_t kMaxStoredBody = 256 * 1024;
+const int kMaxLatencyMs = 60000;
+const int kMaxCount = 1000000;
+const int kMaxLockoutSeconds = 86400;
+const int kBadLoginsBeforeLockout = 3;
+const char* const kOtherPaths = "(other)";
+
+// Reads a whole decimal number in [lo, hi]; an empty text gives `empty`.
+bool parseNumber(const std::string& text, int empty, int lo, int hi, int& out)
+{
+    if (text.empty()) {
+        out = empty;
+        return empty >= lo;
+    }
+    if (text.size() > 9 || text.find_first_not_of("0123456789") != std::string::npos)
+        return false;
+    int v = std::atoi(text.c_str());
+    if (v < lo || v > hi)
+        return false;
+    out = v;
+    return true;
+}
+
+bool take(int& count)
+{
+    if (count <= 0)
+        return false;
+    --count;
+    return true;
+}
+
+}  // namespace
+
+SimState::SimState() : rng_(std::random_device{}()) {}
+
+std::string SimState::applyFault(const std::string& name, const std::string& value)
+{
+    std::lock_guard<std::mutex> lock(mu_);
+    int n = 0;
+    if (name == "latency") {
+        if (!parseNumber(value, -1, 0, kMaxLatencyMs, n))
+            return "latency needs milliseconds, 0 to 60000";
+        faults_.latencyMs = n;
+    } else if (name == "lockout") {
+        if (!parseNumber(value, -1, 0, kMaxLockoutSeconds, n))
+            return "lockout needs seconds, 0 to 86400";
+        faults_.lockoutSeconds = n;
+    } else if (name == "expire") {
+        expireAllLocked();
+    } else if (name == "elsewhere") {
+        if (value.empty())
+            return "elsewhere needs a user name";
+        markElsewhereLocked(value);
+    } else {
+        int* target = name == "http500"       ? &faults_.http500
+                      : name == "drop"        ? &faults_.drop
+                      : name == "truncate"    ? &faults_.truncate
+                      : name == "invalidjson" ? &faults_.invalidJson
+                      : name == "notify"      ? &faults_.notify
+                                              : nullptr;
+        if (!target)
+            return "unknown fault '" + name + "'";
+        if (!parseNumber(value, 1, 0, kMaxCount, n))
+            return name + " needs a count, 0 to 1000000";
+        *target = n;
+    }
+    return "";
+}
+
+void SimState::resetFaults()
+{
+    std::lock_guard<std::mutex> lock(mu_);
+    faults_ = Faults();
+}
+
+void SimState::resetAll()
+{
+    std::lock_guard<std::mutex> lock(mu_);
+    faults_ = Faults();
+    expireAllLocked();
+    badLogins_.clear();
+    counts_.clear();
+    last_.clear();
+    total_ = 0;
+}
+
+FaultPlan SimState::takeFaultPlan()
+{
+    std::lock_guard<std::mutex> lock(mu_);
+    FaultPlan plan;
+    plan.latencyMs = faults_.latencyMs;
+    plan.drop = take(faults_.drop);
+    if (plan.drop)
+        return plan;
+    plan.http500 = take(faults_.http500);
+    plan.truncate = take(faults_.truncate);
+    plan.invalidJson = take(faults_.invalidJson);
+    plan.notify = take(faults_.notify);
+    return plan;
+}
+
+void SimState::record(const std::string& path, const std::string& method,
+                      const std::string& query, const std::string& body)
+{
+    std::lock_guard<std::mutex> lock(mu_);
+    ++total_;
+    bool known = counts_.count(path) != 0;
+    const std::string& key = known || counts_.size() < kMaxPaths ? path : kOtherPaths;
+    ++counts_[key];
+    if (key == kOtherPaths)
+        return;
+    LastRequest& last = last_[key];
+    last.method = method;
+    last.query = query;
+    last.body = body.substr(0, kMaxStoredBody);
+}
+
+bool SimState::lastRequest(const std::string& path, LastRequest& out)
+{
+    std::lock_guard<std::mutex> lock(mu_);
+    auto it = last_.find(path);
+    if (it == last_.end())
+        return false;
+    out = it->second;
+    return true;
+}
+
+std::string SimState::stateJson()
+{
+    std::lock_guard<std::mutex> lock(mu_);
+    JsonWriter w;
+    w.beginObject().field("total", static_cast<long long>(total_));
+    w.key("requests").beginObject();
+    for (const auto& c : counts_)
+        w.field(c.first, static_cast<long long>(c.second));
+    w.endObject();
+    int valid = 0, elsewhere = 0;
+    for (const auto& s : sessions_)
+        ++(s.second.elsewhere ? elsewhere : valid);
+    w.key("sessions").beginObject().field("valid", valid).field("elsewhere", elsewhere).endObject();
+    w.key("faults").beginObject()
+        .field("latency", faults_.latencyMs)
+        .field("http500", faults_.http500)
+        .field("drop", faults_.drop)
+        .field("truncate", faults_.truncate)
+        .field("invalidjson", faults_.invalidJson)
+        .field("notify", faults_.notify)
+        .field("lockout", faults_.lockoutSeconds)
+        .endObject();
+    w.endObject();
+    return w.str();
+}
+
+std::string SimState::createSession(const std::string& user)
+{
+    std::lock_guard<std::mutex> lock(mu_);
+    markElsewhereLocked(user);
+    char id[40];
+    std::snprintf(id, sizeof id, "%016llx%016llx", static_cast<unsigned long long>(rng_()),
+                  static_cast<unsigned long long>(rng_()));
+    while (sessions_.size() >= kMaxSessions && !sessionOrder_.empty()) {
+        sessions_.erase(sessionOrder_.front());
+        sessionOrder_.pop_front();
+    }
+    sessions_[id] = Session{user, false};
+    sessionOrder_.push_back(id);
+    return id;
+}
+
+SessionStatus SimState::checkSession(const std::string& id)
+{
+    std::lock_guard<std::mutex> lock(mu_);
+    auto it = sessions_.find(id);
+    if (id.empty() || it == sessions_.end())
+        return SessionStatus::Unknown;
+    return it->second.elsewhere ? SessionStatus::Elsewhere : SessionStatus::Valid;
+}
+
+int SimState::lockoutLeft(const std::string& user)
+{
+    std::lock_guard<std::mutex> lock(mu_);
+    return lockoutLeftLocked(user);
+}
+
+int SimState::loginFailed(const std::string& user)
+{
+    std::lock_guard<std::mutex> lock(mu_);
+    if (badLogins_.size() >= kMaxUsers && !badLogins_.count(user))
+        badLogins_.erase(badLogins_.begin());
+    BadLogins& b = badLogins_[user];
+    if (++b.count < kBadLoginsBeforeLockout)
+        return 0;
+    b.count = 0;
+    b.lockedUntil = std::chrono::steady_clock::now() + std::chrono::seconds(faults_.lockoutSeconds);
+    return faults_.lockoutSeconds;
+}
+
+void SimState::loginSucceeded(const std::string& user)
+{
+    std::lock_guard<std::mutex> lock(mu_);
+    badLogins_.erase(user);
+}
+
+int SimState::lockoutSeconds()
+{
+    std::lock_guard<std::mutex> lock(mu_);
+    return faults_.lockoutSeconds;
+}
+
+void SimState::expireAllLocked()
+{
+    sessions_.clear();
+    sessionOrder_.clear();
+}
+
+void SimState::markElsewhereLocked(const std::string& user)
+{
+    for (auto& s : sessions_)
+        if (s.second.user == user)
+            s.second.elsewhere = true;
+}
+
+int SimState::lockoutLeftLocked(const std::string& user)
+{
+    auto it = badLogins_.find(user);
+    if (it == badLogins_.end())
+        return 0;
+    auto left = std::chrono::duration_cast<std::chrono::milliseconds>(
+                    it->second.lockedUntil - std::chrono::steady_clock::now())
+                    .count();
+    if (left <= 0)
+        return 0;
+    return static_cast<int>((left + 999) / 1000);
+}
+
+}  // namespace tqlsim

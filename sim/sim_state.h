@@ -1,0 +1,89 @@
+// Everything the simulator changes while it runs: sessions, failed logins,
+// faults and the traffic record. httplib serves on a thread pool, so every
+// member is guarded by one mutex and every container has a size limit.
+#pragma once
+
+#include <atomic>
+#include <chrono>
+#include <deque>
+#include <map>
+#include <mutex>
+#include <random>
+#include <string>
+
+namespace tqlsim {
+
+// Fault switches; counts say how many of the next replies are affected.
+struct Faults {
+    int latencyMs = 0;
+    int http500 = 0, drop = 0, truncate = 0, invalidJson = 0, notify = 0;
+    int lockoutSeconds = 300;
+};
+
+// What happens to one reply, decided when its request arrives.
+struct FaultPlan {
+    int latencyMs = 0;
+    bool http500 = false, drop = false, truncate = false, invalidJson = false, notify = false;
+};
+
+enum class SessionStatus { Valid, Unknown, Elsewhere };
+
+struct LastRequest {
+    std::string method, query, body;
+};
+
+class SimState {
+public:
+    SimState();
+
+    // Faults. applyFault returns an empty text on success, else the reason.
+    std::string applyFault(const std::string& name, const std::string& value);
+    void resetFaults();
+    void resetAll();
+    FaultPlan takeFaultPlan();
+
+    // Traffic record, for the tests.
+    void record(const std::string& path, const std::string& method,
+                const std::string& query, const std::string& body);
+    bool lastRequest(const std::string& path, LastRequest& out);
+    std::string stateJson();
+
+    // Sessions. A new session of a user sends the older ones "elsewhere".
+    std::string createSession(const std::string& user);
+    SessionStatus checkSession(const std::string& id);
+
+    // Login throttling: seconds of lockout left for a user, 0 when free.
+    int lockoutLeft(const std::string& user);
+    // Counts a bad password; gives the lockout that it started, or 0.
+    int loginFailed(const std::string& user);
+    void loginSucceeded(const std::string& user);
+    int lockoutSeconds();
+
+    std::atomic<bool> stopping{false};
+
+private:
+    struct Session {
+        std::string user;
+        bool elsewhere = false;
+    };
+    struct BadLogins {
+        int count = 0;
+        std::chrono::steady_clock::time_point lockedUntil;
+    };
+
+    void expireAllLocked();
+    void markElsewhereLocked(const std::string& user);
+    int lockoutLeftLocked(const std::string& user);
+
+    std::mutex mu_;
+    Faults faults_;
+    std::map<std::string, Session> sessions_;
+    std::deque<std::string> sessionOrder_;
+    std::map<std::string, BadLogins> badLogins_;
+    std::map<std::string, long> counts_;
+    std::map<std::string, LastRequest> last_;
+    long total_ = 0;
+    std::mt19937_64 rng_;
+};
+
+}  // namespace tqlsim
