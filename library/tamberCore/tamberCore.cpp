@@ -108,10 +108,13 @@ int tql_core::setAudioOutpuLatency(int latency)
     return m_audioOutputLatency;
 }
 
+// The messages of the last classified reply, each followed by " : ".
 tql_string tql_core::getFaultResponse(const tql_string& fallback)
 {
-    // No classified reply is held yet, so the fallback stands.
-    return fallback;
+    tql_string text("");
+    for (const TQLMessagesType& message : m_tamberRequest.tamberFaultResponse()->m_messages)
+        text += message.m_message + " : ";
+    return text.isEmpty() ? fallback : text;
 }
 
 int tql_core::getFaultResponseMessage(char* buffer, unsigned int* length)

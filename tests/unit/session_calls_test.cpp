@@ -557,3 +557,21 @@ TEST_F(SessionCallsRecordsTest, AuthenticationReadsSiblingClientConfigurationAnd
 }
 
 } // namespace
+
+namespace {
+TEST_F(SessionCallsTest, TheFaultMessageIsTheLastRefusalsMessages)
+{
+    restart(std::vector<Route>{answer(kAuth, reply(0, {101, 102}), 1)} + ladder());
+    EXPECT_EQ(configure(), -1);
+    // Every message text of the refused login, each closed by " : ", no terminator.
+    char buffer[32];
+    memset(buffer, '#', sizeof buffer);
+    unsigned int length = sizeof buffer;
+    EXPECT_EQ(tql_getFaultResponseMessage(buffer, &length), 8);
+    EXPECT_EQ(length, 8u);
+    EXPECT_EQ(string(buffer, 9), "m : m : #");
+    length = 7;
+    EXPECT_EQ(tql_getFaultResponseMessage(buffer, &length), -8);
+    EXPECT_EQ(length, 8u) << "the length needed";
+}
+} // namespace
