@@ -198,8 +198,8 @@ int TamberRequest::partialContentHandler(const unsigned char* data, unsigned int
     }
     memcpy(m_buffer + m_bufferLength, data, length);
     m_bufferLength += length;
-    // Audio goes on to the streaming engine, which is not part of this core:
-    // the transfer stops here.
+    // Audio goes on to the streaming engine, which cannot take it yet: the
+    // transfer stops here, as it does for a core without an engine.
     TQL_LOG(1, "Fatal Error: No Streamer to handle audio stream!");
     TQL_LOG(1, "Error in stream partial handling");
     return 0;

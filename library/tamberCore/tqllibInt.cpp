@@ -348,8 +348,9 @@ int tql_freeStringList(tql_chainedStrings* head)
     return freeChain(head);
 }
 
-// Playback. The streaming engine is not part of the core yet; these give the
-// results the surface defines for a core without an engine.
+// Playback. The engine holds only the tune request and token so far and
+// cannot play; these give the results the surface defines for a core
+// without a playing engine.
 int tql_playChannel(tql_channel_ctx* ctx)
 {
     (void)ctx;
