@@ -1,7 +1,8 @@
 #ifndef TAMBER_NOW_PLAYING_H
 #define TAMBER_NOW_PLAYING_H
 
-// The record of a tune reply, as far as the session calls read it.
+// The record of a tune reply: variants, chunk keys, the marker timeline and
+// the consumption token.
 
 #include "tamberResponse/tamberResponse.h"
 #include "tamberTypes/tamberByteArray.h"
@@ -50,6 +51,11 @@ public:
     tql_string channelId;
     int64_t pausePointOffset = 0;
     int aodEpisodeCount = 0;
+};
+
+class TQLModuleResponseNowPlayingHandler : public TQLModuleHandlerBase {
+public:
+    explicit TQLModuleResponseNowPlayingHandler(TQLResponse* response);
 };
 
 #endif

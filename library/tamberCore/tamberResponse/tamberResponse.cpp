@@ -7,6 +7,11 @@
 #include <set>
 
 #include "tamberResponse/tamberChannelListing.h"
+#include "tamberResponse/tamberFavoritesCarousel.h"
+#include "tamberResponse/tamberForYouCarousel.h"
+#include "tamberResponse/tamberNowPlaying.h"
+#include "tamberResponse/tamberRecentsCarousel.h"
+#include "tamberResponse/tamberSearch.h"
 #include "tamberResponse/tamberSessionHandlers.h"
 #include "tamberTypes/tamberDebug.h"
 
@@ -32,6 +37,11 @@ const char* const TQLResponseHandler::scModule_routing = "Routing";
 const char* const TQLResponseHandler::scModule_auth = "UserFlow";
 const char* const TQLResponseHandler::scModule_config = "Configuration";
 const char* const TQLResponseHandler::scModule_channelListing = "ChannelListing";
+const char* const TQLResponseHandler::scModule_tune = "NowPlayingTimelineFeed";
+const char* const TQLResponseHandler::scModule_search = "search";
+const char* const TQLResponseHandler::scModule_forYouCarousel = "for_you";
+const char* const TQLResponseHandler::scModule_favoritesCarousel = "favorites_norvale";
+const char* const TQLResponseHandler::scModule_recentsCarousel = "recents";
 const char* const TQLResponseHandler::scModule_resume = "Welcome";
 const char* const TQLResponseHandler::scModule_noop = "";
 
@@ -351,6 +361,16 @@ TQLModuleHandlerBase* TQLResponseHandler::createModuleHandler(const tql_string& 
         return new TQLModuleResponseConfigHandler(m_response);
     if (value == scModule_channelListing)
         return new TQLModuleResponseChannelListingHandler(m_response, m_callback);
+    if (value == scModule_tune)
+        return new TQLModuleResponseNowPlayingHandler(m_response);
+    if (value == scModule_search)
+        return new TQLModuleResponseSearchHandler(m_response);
+    if (value == scModule_forYouCarousel)
+        return new TQLModuleResponseForYouCarouselHandler(m_response, m_callback);
+    if (value == scModule_favoritesCarousel)
+        return new TQLModuleResponseFavoritesCarouselHandler(m_response);
+    if (value == scModule_recentsCarousel)
+        return new TQLModuleResponseRecentsCarouselHandler(m_response);
     return nullptr;
 }
 

@@ -106,6 +106,11 @@ public:
     static const char* const scModule_auth;
     static const char* const scModule_config;
     static const char* const scModule_channelListing;
+    static const char* const scModule_tune;
+    static const char* const scModule_search;
+    static const char* const scModule_forYouCarousel;
+    static const char* const scModule_favoritesCarousel;
+    static const char* const scModule_recentsCarousel;
     static const char* const scModule_resume;
     static const char* const scModule_noop;
 
