@@ -4,6 +4,7 @@
 #include <vector>
 
 #include "HeapCounter.h"
+#include "HostCallbacks.h"
 #include "PortTest.h"
 #include "ServiceReplies.h"
 #include "tamberCore.h"
@@ -57,11 +58,6 @@ int onChannel(void* host, tql_content* c)
     return 1;
 }
 
-int onError(void*, tql_errorNotification*) { return 1; }
-void onMetadata(void*, tql_metadata*) {}
-int onInt(void*, int) { return 1; }
-void onPdt(void*, tql_pdtChannel*, int) {}
-int onRefresh(void*, tql_moduleType) { return 1; }
 
 const char* const kRoutingUrl = "https://svc.test";
 const char* const kListingUrl = "https://svc.test/rest/v4/experience/modules/get";
@@ -72,15 +68,8 @@ protected:
     {
         PortTest::SetUp();
         ASSERT_EQ(1, tql_init());
-        tql_CallbackStruct cb{};
-        cb.hostContext = &host;
-        cb.onError = onError;
-        cb.onMetadata = onMetadata;
-        cb.onBitrate = onInt;
-        cb.onBusy = onInt;
+        tql_CallbackStruct cb = testport::quietCallbacks(&host);
         cb.onChannel = onChannel;
-        cb.onPdtUpdate = onPdt;
-        cb.onRefresh = onRefresh;
         ASSERT_EQ(1, tql_registerCallbacks(cb));
         // Logged in already: the next tql_channel_list reads the line-up only.
         routing.m_partnerDevice.routingUrl = kRoutingUrl;

@@ -6,7 +6,9 @@
 #include <string>
 
 #include "PortTest.h"
+#include "ReplyParser.h"
 #include "ServiceReplies.h"
+#include "TestText.h"
 #include "tamberJson/tamberJson.h"
 #include "tamberResponse/tamberNowPlaying.h"
 
@@ -15,19 +17,8 @@ namespace {
 using std::string;
 using std::to_string;
 
-string str(const tql_string& s) { return s.toStdString(); }
-string str(const tql_bytearray& b) { return string(b.constData(), static_cast<size_t>(b.size())); }
-string str(int n) { return to_string(n); }
-string str(int64_t n) { return to_string(n); }
-string str(const char* s) { return s; }
-string str(const string& s) { return s; }
-template <class... T>
-string join(const T&... parts) // every part followed by "|"
-{
-    string out;
-    ((out += str(parts) + "|"), ...);
-    return out;
-}
+using testport::join;
+using testport::str;
 
 // Everything a reply left in TQLResponse, so that two parses compare whole.
 string describe(const TQLResponse& response)
@@ -89,14 +80,7 @@ protected:
     {
         string first;
         for (size_t piece : {size_t(1), size_t(7), text.size()}) {
-            response = std::make_unique<TQLResponse>();
-            TQLResponseHandler router(response.get(), nullptr);
-            tql_json json(&router);
-            tql_Error error;
-            for (size_t at = 0; at < text.size(); at += piece) {
-                unsigned int n = static_cast<unsigned int>(std::min(piece, text.size() - at));
-                EXPECT_EQ(json.parseSax(reinterpret_cast<const unsigned char*>(text.data()) + at, n, error), n);
-            }
+            response = testport::parseReply(text, piece);
             if (first.empty())
                 first = describe(*response);
             else

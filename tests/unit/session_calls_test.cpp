@@ -6,7 +6,10 @@
 #include <string>
 #include <vector>
 
+#include "HostCallbacks.h"
 #include "PortTest.h"
+#include "ReplyParser.h"
+#include "TestText.h"
 #include "tamberCore.h"
 #include "tamberResponse/tamberSessionHandlers.h"
 #include "tqllibInt.h"
@@ -107,7 +110,6 @@ struct Host {
     std::vector<string> settings;
 } g_host;
 
-int onError(void*, tql_errorNotification*) { return 1; }
 void onGlobalSettings(void*, tql_globalSetting* settings, int count)
 {
     string text;
@@ -115,24 +117,11 @@ void onGlobalSettings(void*, tql_globalSetting* settings, int count)
         text += string(settings[i].key) + "=" + settings[i].value + ";";
     g_host.settings.push_back(text);
 }
-void onMetadata(void*, tql_metadata*) {}
-int onInt(void*, int) { return 1; }
-int onChannel(void*, tql_content*) { return 1; }
-void onPdt(void*, tql_pdtChannel*, int) {}
-int onRefresh(void*, tql_moduleType) { return 1; }
 
 string err(const tql_errorNotification& e) { return to_string(e.errorCode) + "/" + to_string(e.responseCode); }
 
-string str(const tql_string& s) { return s.toStdString(); }
-string str(int n) { return to_string(n); }
-string str(const string& s) { return s; }
-template <class... T>
-string join(const T&... parts) // every part followed by "|"
-{
-    string out;
-    ((out += str(parts) + "|"), ...);
-    return out;
-}
+using testport::join;
+using testport::str;
 
 class SessionCallsTest : public PortTest {
 protected:
@@ -145,9 +134,7 @@ protected:
     {
         g_host = Host();
         ASSERT_EQ(tql_init(), 1);
-        tql_CallbackStruct cb{};
-        cb.hostContext = &g_host, cb.onError = onError, cb.onMetadata = onMetadata, cb.onBitrate = onInt;
-        cb.onBusy = onInt, cb.onChannel = onChannel, cb.onPdtUpdate = onPdt, cb.onRefresh = onRefresh;
+        tql_CallbackStruct cb = testport::quietCallbacks(&g_host);
         cb.onGlobalSettings = onGlobalSettings;
         ASSERT_EQ(tql_registerCallbacks(cb), 1);
     }
@@ -451,12 +438,7 @@ protected:
     template <class Record>
     Record* parse(const string& text, const string& areaAndType)
     {
-        response = std::make_unique<TQLResponse>();
-        TQLResponseHandler router(response.get(), nullptr);
-        tql_json json(&router);
-        tql_Error error;
-        unsigned int n = static_cast<unsigned int>(text.size());
-        EXPECT_EQ(json.parseSax(reinterpret_cast<const unsigned char*>(text.data()), n, error), n);
+        response = testport::parseReply(text, text.size());
         if (response->m_modules.size() != 1)
             return ADD_FAILURE() << "modules: " << response->m_modules.size(), nullptr;
         const TQLModule& m = response->m_modules.front();

@@ -1,7 +1,11 @@
 #include "tamberResponse/tamberFavoritesCarousel.h"
 
+namespace {
+const TQLCarouselRules kFavoritesRules = {
+    kCarouselFavorites, TQLModuleResponseCarouselHandlerBase::scPath_toggleSelectorTiles, false, false, true};
+}
+
 TQLModuleResponseFavoritesCarouselHandler::TQLModuleResponseFavoritesCarouselHandler(TQLResponse* response)
-    : TQLModuleHandlerBase(response)
+    : TQLModuleResponseCarouselHandlerBase(response, kFavoritesRules, new TQLModuleResponseFavoritesCarousel())
 {
-    m_moduleResponse = new TQLModuleResponseFavoritesCarousel();
 }

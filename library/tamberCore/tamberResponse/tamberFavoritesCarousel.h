@@ -1,13 +1,13 @@
 #ifndef TAMBER_FAVORITES_CAROUSEL_H
 #define TAMBER_FAVORITES_CAROUSEL_H
 
-#include "tamberResponse/tamberContent.h"
+#include "tamberResponse/tamberCarousel.h"
 
-class TQLModuleResponseFavoritesCarouselHandler : public TQLModuleHandlerBase {
+// The favorites carousel: tiles under the content toggle selector, each
+// kept by its favorite id.
+class TQLModuleResponseFavoritesCarouselHandler : public TQLModuleResponseCarouselHandlerBase {
 public:
     TQLModuleResponseFavoritesCarouselHandler(TQLResponse* response);
-
-private:
 };
 
 #endif

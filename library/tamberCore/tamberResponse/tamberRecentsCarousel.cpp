@@ -1,7 +1,11 @@
 #include "tamberResponse/tamberRecentsCarousel.h"
 
+namespace {
+const TQLCarouselRules kRecentsRules = {kCarouselRecents, TQLModuleResponseCarouselHandlerBase::scPath_carouselTiles,
+                                        false, false, true};
+}
+
 TQLModuleResponseRecentsCarouselHandler::TQLModuleResponseRecentsCarouselHandler(TQLResponse* response)
-    : TQLModuleHandlerBase(response)
+    : TQLModuleResponseCarouselHandlerBase(response, kRecentsRules, new TQLModuleResponseRecentsCarousel())
 {
-    m_moduleResponse = new TQLModuleResponseRecentsCarousel();
 }
