@@ -1,6 +1,11 @@
 #include "tamberCallback.h"
 
+#include <cstring>
+
+#include "tamberCore.h"
+#include "tamberResponse/tamberContent.h"
 #include "tamberResponse/tamberSessionHandlers.h"
+#include "tamberTypes/tamberDateTime.h"
 #include "tamberTypes/tamberDebug.h"
 
 TamberCallback::TamberCallback(tql_core* core)
@@ -107,4 +112,168 @@ int TamberCallback::propagateChannel(tql_content* content)
     if (!m_onChannel || !m_hostContext)
         return -1;
     return m_onChannel(m_hostContext, content);
+}
+
+int TamberCallback::notifyBitrateChanged(int bitrate)
+{
+    if (!m_onBitrate || !m_hostContext)
+        return -1;
+    return m_onBitrate(m_hostContext, bitrate);
+}
+
+int TamberCallback::notifyBusyChanged(int busy)
+{
+    if (!m_onBusy || !m_hostContext)
+        return -1;
+    return m_onBusy(m_hostContext, busy);
+}
+
+int TamberCallback::notifyRefreshInfo(tql_moduleType module)
+{
+    if (!m_onRefresh || !m_hostContext) {
+        TQL_LOG(1, "Callback error - null pointer");
+        return -1;
+    }
+    return m_onRefresh(m_hostContext, module);
+}
+
+int TamberCallback::clearTimebar()
+{
+    if (!m_onTimebar || !m_hostContext)
+        return -1;
+    tql_timebarData timebar;
+    memset(&timebar, 0, sizeof timebar);
+    timebar.liveFlag = 1;
+    m_onTimebar(m_hostContext, &timebar);
+    return 1;
+}
+
+void TamberCallback::responseToTQLContent(const TQLContent& source, tql_content& target)
+{
+    target.type = source.type;
+    target.id = source.id.c_str();
+    target.secondaryId = source.secondaryId.c_str();
+    target.tertiaryId = source.tertiaryId.c_str();
+    target.categoryName = source.categoryName.c_str();
+    target.categoryKey = source.categoryKey.c_str();
+    target.extraText = source.extraText.c_str();
+    target.extraValue = source.extraValue;
+    target.name = source.name.c_str();
+    target.description = source.description.c_str();
+    target.channelGuid = source.channelGuid.c_str();
+    target.channelId = source.channelId.c_str();
+    target.channelExtra = source.channelExtra.c_str();
+    target.tamberChannelNumber = source.tamberChannelNumber;
+    target.qlChannelNumber = source.qlChannelNumber;
+    target.genreId = source.genreId;
+    target.sortOrder = source.sortOrder;
+    target.inactivityTimeout = source.inactivityTimeout;
+    target.isAvailable = source.isAvailable;
+    target.isFavorite = source.isFavorite;
+    target.isAdditional = source.type == 3;
+    target.showGuid = source.showGuid.c_str();
+    target.showValue1 = source.showValue1;
+    target.showValue2 = source.showValue2;
+    target.episodeId = source.episodeId.c_str();
+    target.episodeExtra = source.episodeExtra.c_str();
+    target.episodeStart = source.episodeStart.c_str();
+    target.tileValue1 = source.tileValue1;
+    target.tileValue2 = source.tileValue2;
+
+    // Tile images name their server by a placeholder that the configuration
+    // resolves; the rebased texts live here until the next tile.
+    tql_list<TQLRelativeUrlsItem> relative;
+    if (m_core)
+        m_core->getTamberRequest().getRelativeUrls(relative);
+    for (int i = 0; i < TQL_CONTENT_IMAGES; ++i)
+        m_imageUrls[i] = "";
+    for (size_t i = 0; i < source.images.size() && i < TQL_CONTENT_IMAGES; ++i) {
+        const TQLImage& image = source.images[i];
+        m_imageUrls[i] = m_core ? m_core->getTamberRequest().replaceBaseUrl(relative, image.url) : image.url;
+        target.images[i].url = m_imageUrls[i].c_str();
+        target.images[i].width = image.width;
+        target.images[i].height = image.height;
+    }
+}
+
+// What sets the four tile lists apart; the differences are the service's
+// contract with hosts and stay as they are.
+struct TamberCallback::TileRules {
+    const char* refused;        // logged when the host gives -4
+    const char* emptySent;      // logged when an empty list was taken
+    const char* reported;       // the count at the end
+    bool stopOnRefusal;         // search ends the list at a refusal
+    bool emptyNeedsZero;        // the empty call fails unless the host gives 0
+};
+
+int TamberCallback::deliverTiles(tql_onTileFn function, const tql_list<TQLContent>& contents,
+                                 const TileRules& rules)
+{
+    if (!function || !m_hostContext)
+        return -1;
+    if (contents.empty()) {
+        int given = function(m_hostContext, nullptr, 1);
+        if (rules.emptyNeedsZero ? given != 0 : given == -4) {
+            tql_int_debug_print(2, "TamberCallback", __LINE__, "%s", rules.refused);
+            return -1;
+        }
+        tql_int_debug_print(2, "TamberCallback", __LINE__, "%s", rules.emptySent);
+        return 1;
+    }
+    for (size_t i = 0; i < contents.size(); ++i) {
+        tql_content tile;
+        memset(&tile, 0, sizeof tile);
+        responseToTQLContent(contents[i], tile);
+        if (function(m_hostContext, &tile, i + 1 == contents.size()) == -4) {
+            tql_int_debug_print(2, "TamberCallback", __LINE__, "%s", rules.refused);
+            if (rules.stopOnRefusal)
+                return -1;
+        }
+    }
+    tql_int_debug_print(3, "TamberCallback", __LINE__, rules.reported, static_cast<int>(contents.size()));
+    return 1;
+}
+
+int TamberCallback::handleSearchResponse(const TQLModuleResponseSearch& response)
+{
+    static const TileRules rules = {"Can't send search callback", "Empty search callback sent",
+                                    "%d search result reported", true, false};
+    // The host may start another request from its callback; the list it
+    // walks must not change under it.
+    tql_list<TQLContent> contents = response.m_contents;
+    return deliverTiles(m_onSearch, contents, rules);
+}
+
+int TamberCallback::deliverCarousel(tql_onTileFn function, const TQLModuleResponseCarousel& response,
+                                    const TileRules& rules, tql_moduleType module)
+{
+    tql_list<TQLContent> contents = response.m_contents;
+    tql_string expiry = response.expiry;
+    int result = deliverTiles(function, contents, rules);
+    // An empty list asks for no refresh; the host learns of new items when
+    // it asks again.
+    if (result == 1 && !contents.empty() && !expiry.isEmpty() && m_core && m_core->getCurrentStreamer())
+        m_core->getCurrentStreamer()->setExpireTimestamp(module, tamberTime(expiry));
+    return result;
+}
+
+int TamberCallback::handleRecentsResponse(const TQLModuleResponseCarousel& response)
+{
+    static const TileRules rules = {"Can't send recents callback", "Empty recents callback sent",
+                                    "%d recently played media reported", false, true};
+    return deliverCarousel(m_onRecents, response, rules, TQL_MODULE_RECENTS);
+}
+
+int TamberCallback::handleFavoritesResponse(const TQLModuleResponseCarousel& response)
+{
+    static const TileRules rules = {"Can't send favorites callback", "Empty favorites callback sent",
+                                    "%d favorites reported", false, true};
+    return deliverCarousel(m_onFavorites, response, rules, TQL_MODULE_FAVORITES);
+}
+
+int TamberCallback::handleForYouResponse(const TQLModuleResponseCarousel& response)
+{
+    static const TileRules rules = {"Can't send For You callback", "Empty For You Recommendations callback sent",
+                                    "%d For You Recommendations reported", false, true};
+    return deliverCarousel(m_onForYou, response, rules, TQL_MODULE_FOR_YOU);
 }

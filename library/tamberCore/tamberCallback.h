@@ -1,10 +1,14 @@
 #ifndef TAMBER_CALLBACK_H
 #define TAMBER_CALLBACK_H
 
+#include "tamberTypes/tamberList.h"
 #include "tamberTypes/tamberString.h"
 #include "tqllib.h"
 
 class TQLResponse;
+class TQLContent;
+class TQLModuleResponseCarousel;
+class TQLModuleResponseSearch;
 
 class tql_core;
 
@@ -21,13 +25,36 @@ public:
     // The global settings of a login reply go to the host; 1.
     int handleAuthenticationResponse(TQLResponse* response);
 
+    // Tile lists, one item per call with isLast on the last. Recents,
+    // favorites and for-you also arm the refresh notification with the
+    // expiry of the list.
+    int handleSearchResponse(const TQLModuleResponseSearch& response);
+    int handleRecentsResponse(const TQLModuleResponseCarousel& response);
+    int handleFavoritesResponse(const TQLModuleResponseCarousel& response);
+    int handleForYouResponse(const TQLModuleResponseCarousel& response);
+
+    // The target must be cleared; its texts are borrowed from source, the
+    // image URLs from this object, until the next call.
+    void responseToTQLContent(const TQLContent& source, tql_content& target);
+
     // One channel of the line-up to the host; its result, -1 when unregistered.
     int propagateChannel(tql_content* content);
 
-    // The host's result, -1 when no error callback is registered.
+    // The host's result, -1 when unregistered; the last two also log then.
+    int notifyBitrateChanged(int bitrate);
+    int notifyBusyChanged(int busy);
     int notifyErrorInfo(tql_errorNotification notification);
+    int notifyRefreshInfo(tql_moduleType module);
+
+    // A cleared timebar with the live flag; 1, or -1 when unregistered.
+    int clearTimebar();
 
 private:
+    struct TileRules;
+    int deliverTiles(tql_onTileFn function, const tql_list<TQLContent>& contents, const TileRules& rules);
+    int deliverCarousel(tql_onTileFn function, const TQLModuleResponseCarousel& response, const TileRules& rules,
+                        tql_moduleType module);
+
     tql_core* m_core;
     void* m_hostContext;
     tql_onTileFn m_onSearch;

@@ -360,6 +360,48 @@ void tql_core::localBypassStatus(tql_bypassStatus* status)
 }
 
 // The host sees a change of the bypass flags as an error report of code 0.
+void tql_core::printErrorCode(int code)
+{
+    static const struct {
+        int code;
+        const char* text;
+        const char* message;
+    } kTexts[] = {
+        {1, "General error occured", ""},
+        {15, "Token update error", "Content currently not available, try again later."},
+        {32, "downloader error by downloading data chunk", "Content currently not available, try again later."},
+        {33, "User logged elsewhere", "User Account was used from Different location - Logged Elsewhere"},
+        {34, "Content unavailable", "Playback could not be started because content is not available"},
+        {35, "Streamer error", "Internal player error, try restart playback."},
+        {37, "Streamer stopped", "Streamer stopped"},
+        {55, "Content unreachanble", "Content unreachable"},
+        {5260, "Not compatible account", "Your account is not compatible with this device."},
+    };
+    const char* message = "";
+    for (const auto& entry : kTexts) {
+        if (entry.code == code) {
+            TQL_LOG(1, "%s", entry.text);
+            message = entry.message;
+        }
+    }
+    TQL_LOG(4, "Tamber error message: %s", message);
+}
+
+void tql_core::reportTamberError(int code, int playbackStopped, int responseCode)
+{
+    tql_errorNotification notification;
+    memset(&notification, 0, sizeof notification);
+    notification.errorCode = code;
+    notification.responseCode = responseCode;
+    notification.playbackStopped = playbackStopped;
+    localBypassStatus(&notification.bypass);
+    tql_errorNotification copy = notification;
+    tql_error_notifier(&copy);
+    printErrorCode(code);
+    m_callback->notifyErrorInfo(notification);
+    m_tamberRequest.clearMessageFlags();
+}
+
 void tql_core::on_tamberBypassModeChanged()
 {
     tql_errorNotification notification;

@@ -56,9 +56,27 @@ public:
     // A content call that cannot reach the service: no routing is held.
     int failNoRouting(tql_errorNotification* error);
 
+    // Tile lists. The carousel calls deliver to the host; the plain recents
+    // and favorites calls only refresh the profile collation.
+    int norvaleGetRecents(tql_errorNotification* error, int carousel);
+    int norvaleGetFavorites(tql_errorNotification* error, int carousel);
+    int norvaleGetForYou(tql_errorNotification* error);
+    int getForYouCarousel(tql_errorNotification* error);
+    int norvaleRecentsCall();
+    int norvaleFavoritesCall();
+    int norvaleRecentsCarouselCall();
+    int norvaleFavoritesCarouselCall();
+    int norvaleForYouCall();
+    int norvaleForYouCarouselCall();
+    int search(const char* text);
+
     // The service asked for the line-up to be read again.
     void forceLineupReload() { m_state = CoreStateAuthenticated; }
     int norvaleResumeCall();
+    // The one way a stream error reaches the host: hook, log, onError, and
+    // the sticky message flags cleared so it is told once.
+    void reportTamberError(int code, int playbackStopped, int responseCode);
+    void printErrorCode(int code);
     // After a content request: true when the session was dead and was resumed,
     // so that the caller repeats its request once.
     bool sessionCheckAndUpdate();
@@ -89,6 +107,18 @@ public:
     CMTamberNodeResponder* getCurrentStreamer() { return m_streamer; }
 
 private:
+    // Calls the service; when its reply showed the session dead and the
+    // session was resumed, asks once more and takes that answer.
+    template <class Call>
+    TQLResponse* withSessionRepeat(Call call)
+    {
+        TQLResponse* response = call();
+        if (sessionCheckAndUpdate())
+            response = call();
+        return response;
+    }
+    int deliveredOrError(int result, tql_errorNotification* error);
+
     int norvaleRoutingCall();
     int norvaleConfigurationCall();
     int norvaleAuthenticationCall(const TamberAccount& account);

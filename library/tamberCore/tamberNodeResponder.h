@@ -2,25 +2,39 @@
 #define TAMBER_NODE_RESPONDER_H
 
 #include "tamberTokens.h"
+#include "tamberTypes/tamberDateTime.h"
+#include "tamberTypes/tamberTimer.h"
+#include "tqllib.h"
 
 class tql_core;
 
 // The streaming engine. It keeps the request and the token of the playback,
-// which a session resume reuses.
+// which a session resume reuses, and tells the host when a tile list it
+// holds has expired.
 class CMTamberNodeResponder {
 public:
-    explicit CMTamberNodeResponder(tql_core* core) : m_core(core) {}
-    virtual ~CMTamberNodeResponder() {}
+    static const int kRefreshTimerId = 6;
+    static const int kRefreshPeriodMs = 60000;
+
+    explicit CMTamberNodeResponder(tql_core* core);
+    virtual ~CMTamberNodeResponder();
     CMTamberNodeResponder(const CMTamberNodeResponder&) = delete;
     CMTamberNodeResponder& operator=(const CMTamberNodeResponder&) = delete;
 
     tql_core* getCore() const { return m_core; }
+
+    // When the tiles of a list go stale; the notification repeats every
+    // minute from then until a new list sets a new time.
+    void setExpireTimestamp(tql_moduleType module, const tamberTime& expiry);
+    static void on_refreshNotificationTimerTimeout(void* self, int id);
 
     tokenRequestStrT m_tokenRequest;
     tokenDataT m_tokenData;
 
 private:
     tql_core* m_core;
+    tql_timer* m_refreshTimer;
+    tamberTime m_expireTimestamp[3];
 };
 
 #endif

@@ -11,6 +11,9 @@
 class tql_core;
 class tql_json;
 struct tokenRequestStrT;
+struct tamberVariantUrls;
+class TQLModuleResponseNowPlaying;
+class TQLHlsAudioInfos;
 class tokenDataT;
 
 // The request types: key of the error table and of message classification.
@@ -161,6 +164,15 @@ public:
     TQLResponse* tamberNorvaleResume(const tokenRequestStrT& request, tokenDataT& tokenData);
     void getRelativeUrls(tql_list<TQLRelativeUrlsItem>& out);
 
+    // Tune: what the service plays for a request, with its variants and
+    // the time the streaming URLs stay good.
+    tql_url formRequestUrl(const tokenRequestStrT& request, int customOutput);
+    TQLResponse* tamberNorvaleTune(tokenRequestStrT& request, tokenDataT& tokenData, int customOutput);
+    // 1 good, -1 failed, -16 the session is gone and a new login is needed.
+    int tamberStationToken(tokenRequestStrT& request, tokenDataT& tokenData, int retries, int customOutput);
+    TQLResponse* tamberNorvaleTuneStartNow(const tql_string& channelId);
+    tamberVariantUrls getVariantFilesHLSv2(tokenRequestStrT& request, tokenDataT& tokenData);
+
     // The line-up: each channel goes to the host while the reply is parsed.
     TQLResponse* tamberNorvaleChannelListing(const tql_string& moduleType, const tql_string& moduleArea);
     static int updateChannelCB(void* self, tql_content* content);
@@ -251,6 +263,11 @@ private:
     };
     TQLResponse* runQuery(TQLResponse*& slot, const tql_url& url, int method, const tql_string& body,
                           eRequestType type, const QueryFailure& failure, tql_channelCallBackIf* callback);
+    void takeNowPlaying(const TQLModuleResponseNowPlaying& playing, tokenRequestStrT& request, tokenDataT& tokenData,
+                        TQLResponse& response);
+    void tuneFailure(TQLResponse& response, int code);
+    void takeVariant(const tql_list<TQLRelativeUrlsItem>& relative, const TQLHlsAudioInfos& info, tql_url& target,
+                     bool primary);
     size_t writeBody(const unsigned char* data, size_t n);
     int partialContentHandler(const unsigned char* data, unsigned int length);
     void resetResponses(std::initializer_list<TQLResponse*> responses);

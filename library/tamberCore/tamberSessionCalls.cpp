@@ -16,14 +16,6 @@
 namespace {
 const int kConnectTimeout = 10;
 const int kTotalTimeout = 25;
-
-template <class Record>
-Record* firstModule(TQLResponse* response)
-{
-    if (!response || response->m_modules.empty())
-        return nullptr;
-    return dynamic_cast<Record*>(response->m_modules.front().m_moduleResponse);
-}
 } // namespace
 
 // Steps 1 and 2 of the frame: the routing base and the call's path.

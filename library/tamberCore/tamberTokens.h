@@ -7,6 +7,7 @@
 #include "tamberTypes/tamberByteArray.h"
 #include "tamberTypes/tamberList.h"
 #include "tamberTypes/tamberString.h"
+#include "tamberTypes/tamberUrl.h"
 
 // What a tune asks for. The core fills it; the engine keeps a copy.
 struct tokenRequestStrT {
@@ -43,6 +44,14 @@ public:
     int useAlternateServer = 0;
     tql_list<TQLHlsAudioInfos> hlsAudioInfos;
     tql_list<TQLCustomAudioInfos> customAudioInfos;
+};
+
+// The index files a playback reads, on the primary and the secondary server.
+struct tamberVariantUrls {
+    tql_url primary;
+    tql_url secondary;
+    tql_url reserved1; // never filled
+    tql_url reserved2;
 };
 
 #endif

@@ -186,24 +186,26 @@ static int contentFailure(tql_errorNotification* error)
 
 int tql_get_recents(tql_errorNotification* error, int carousel)
 {
-    (void)carousel;
-    return contentFailure(error);
+    tql_core* core = lazyCore();
+    return core ? core->norvaleGetRecents(error, carousel) : -1;
 }
 
 int tql_get_favorites(tql_errorNotification* error, int carousel)
 {
-    (void)carousel;
-    return contentFailure(error);
+    tql_core* core = lazyCore();
+    return core ? core->norvaleGetFavorites(error, carousel) : -1;
 }
 
 int tql_get_forYou(tql_errorNotification* error)
 {
-    return contentFailure(error);
+    tql_core* core = lazyCore();
+    return core ? core->norvaleGetForYou(error) : -1;
 }
 
 int tql_get_forYouCarousel(tql_errorNotification* error)
 {
-    return contentFailure(error);
+    tql_core* core = lazyCore();
+    return core ? core->getForYouCarousel(error) : -1;
 }
 
 // Shows and episodes answer 0 when no module came back, -1 only with no core.
@@ -241,8 +243,8 @@ int tql_getEpisodes(const char* showKey)
 
 int tql_search(const char* text)
 {
-    (void)text;
-    return contentFailure(nullptr);
+    tql_core* core = lazyCore();
+    return core && text ? core->search(text) : -1;
 }
 
 int tql_checkGeoRestricted(const char* text)

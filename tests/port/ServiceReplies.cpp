@@ -1,5 +1,7 @@
 #include "ServiceReplies.h"
 
+#include "ScriptedPort.h"
+
 namespace testport {
 
 std::string serviceReply(const std::string& modules, int status, const std::string& messages)
@@ -60,6 +62,36 @@ std::string lineupReply(int channels)
                          "\"contentData\":{\"channelListing\":{\"channelChangeId\":\"v42\",\"superCategories\":[" +
                          tree + "],\"channels\":[" + list + "]}}}}";
     return serviceReply(module);
+}
+
+const char* const kServiceBase = "https://api.test/svc";
+
+static void answer(const std::string& url, const std::string& body)
+{
+    Route route;
+    route.url = url;
+    route.body = body;
+    ScriptedPort::get().addRoute(route);
+}
+
+void scriptLogin()
+{
+    const std::string base = kServiceBase;
+    ScriptedPort::get().storeAccount("user", "secret");
+    answer(ScriptedPort::get().configUrl + "/rest/v2/experience/modules/get/partner/",
+           serviceReply(R"({"moduleArea":"Routing","moduleType":"PartnerDevices","moduleResponse":)"
+                        R"({"partnerDeviceList":{"partnerDevices":[{"routingUrl":")" +
+                        base + R"(","resultTemplate":"homeDevice","active":true}]}}})"));
+    answer(base + "/rest/v2/experience/modules/get/configuration?result-template=tenfoot&format=json&app-region=US",
+           serviceReply(R"({"moduleArea":"Configuration","moduleType":"Settings","moduleResponse":)"
+                        R"({"configuration":{"components":[{"name":"relativeUrls","settings":[)"
+                        R"({"platform":"homeDevice","relativeUrls":[{"name":"Live","url":"https://live.test"},)"
+                        R"({"name":"Art","url":"https://art.test/images"}]}]}]}}})"));
+    answer(base + "/rest/v2/experience/modules/modify/authentication-partner?format=json",
+           serviceReply(R"({"moduleArea":"UserFlow","moduleType":"StandardAuth","moduleResponse":)"
+                        R"({"authenticationData":{"sessionID":"S1","username":"user"}}})"));
+    answer(base + "/rest/v2/experience/modules/resume?format=json",
+           serviceReply(R"({"moduleArea":"Configuration","moduleType":"Configuration","moduleResponse":{}})"));
 }
 
 } // namespace testport

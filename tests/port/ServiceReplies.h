@@ -14,6 +14,13 @@ std::string serviceReply(const std::string& modules, int status = 1,
 // i is listed by category i % 4, and every category carries an icon.
 std::string lineupReply(int channels);
 
+// A stored account and a service that a host can log in to: routing (to kServiceBase),
+// configuration with the relative URLs "Art" and "Live" for the platform
+// "homeDevice", login and resume all answer with success. Added as routes
+// of the scripted port; tql_configure_tamber then reaches the logged-in state.
+extern const char* const kServiceBase;
+void scriptLogin();
+
 } // namespace testport
 
 #endif

@@ -53,6 +53,16 @@ private:
     void releaseModules();
 };
 
+// The first module record of a reply as the class a caller expects; null
+// when there is none or it is of another class.
+template <class Record>
+Record* firstModule(TQLResponse* response)
+{
+    if (!response || response->m_modules.empty())
+        return nullptr;
+    return dynamic_cast<Record*>(response->m_modules.front().m_moduleResponse);
+}
+
 // A function that the listing handlers call with each record while parsing.
 struct tql_channelCallBackIf {
     int (*function)(void* context, tql_content* content);

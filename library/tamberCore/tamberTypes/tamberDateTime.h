@@ -73,6 +73,7 @@ public:
 
     uint64_t seconds() const { return m_seconds; }
     uint64_t milliseconds() const { return m_milliseconds; }
+    uint64_t msecsSinceEpoch() const { return m_seconds * 1000 + m_milliseconds; }
 
     // Fixed-column parser of YYYY-MM-DDTHH:MM:SS.mmm+hh:mm; an empty text
     // gives this object's own time.

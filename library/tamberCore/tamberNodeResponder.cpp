@@ -1,0 +1,44 @@
+#include "tamberNodeResponder.h"
+
+#include "tamberCore.h"
+#include "tamberTypes/tamberDebug.h"
+
+namespace {
+// Until a list names its expiry, it does not expire for a year.
+const uint64_t kNoExpiryMs = 31556952000ULL;
+} // namespace
+
+CMTamberNodeResponder::CMTamberNodeResponder(tql_core* core)
+    : m_core(core), m_refreshTimer(new tql_timer(this, kRefreshTimerId, on_refreshNotificationTimerTimeout))
+{
+    uint64_t later = tamberTime().msecsSinceEpoch() + kNoExpiryMs;
+    for (tamberTime& expiry : m_expireTimestamp)
+        expiry = tamberTime(later);
+    m_refreshTimer->m_interval = kRefreshPeriodMs;
+}
+
+// The timer leaves the host's tick as it is destroyed.
+CMTamberNodeResponder::~CMTamberNodeResponder()
+{
+    delete m_refreshTimer;
+}
+
+void CMTamberNodeResponder::setExpireTimestamp(tql_moduleType module, const tamberTime& expiry)
+{
+    if (module >= TQL_MODULE_FOR_YOU && module <= TQL_MODULE_RECENTS)
+        m_expireTimestamp[module] = expiry;
+    if (!m_refreshTimer->isRunning())
+        m_refreshTimer->start();
+}
+
+void CMTamberNodeResponder::on_refreshNotificationTimerTimeout(void* self, int)
+{
+    auto* responder = static_cast<CMTamberNodeResponder*>(self);
+    uint64_t now = tamberTime().msecsSinceEpoch();
+    for (int module = TQL_MODULE_FOR_YOU; module <= TQL_MODULE_RECENTS; ++module) {
+        if (now > responder->m_expireTimestamp[module].msecsSinceEpoch() && responder->m_core)
+            responder->m_core->getTamberCallback()->notifyRefreshInfo(static_cast<tql_moduleType>(module));
+    }
+    responder->m_refreshTimer->m_interval = kRefreshPeriodMs;
+    responder->m_refreshTimer->start();
+}
