@@ -53,6 +53,14 @@ std::vector<yajl_val> items(yajl_val node, const char* name)
     return std::vector<yajl_val>(v->u.array.values, v->u.array.values + v->u.array.len);
 }
 
+std::vector<std::string> texts(yajl_val node, const char* name)
+{
+    std::vector<std::string> out;
+    for (yajl_val v : items(node, name))
+        out.push_back(YAJL_IS_STRING(v) ? YAJL_GET_STRING(v) : "");
+    return out;
+}
+
 std::vector<Image> readImages(yajl_val node, const char* name, const char* defaultName)
 {
     std::vector<Image> out;
@@ -102,6 +110,7 @@ Channel readChannel(yajl_val v)
     ch.streamingName = text(v, "streamingName", ch.name);
     ch.description = text(v, "description");
     ch.tuneMethod = text(v, "tuneMethod", "live");
+    ch.logo = text(v, "logo");
     ch.number = number(v, "number");
     ch.qlNumber = number(v, "qlNumber", ch.number);
     ch.sortOrder = number(v, "sortOrder", ch.number);
@@ -115,6 +124,57 @@ Channel readChannel(yajl_val v)
     for (yajl_val c : items(v, "categories"))
         ch.categories.push_back({text(c, "key"), number(c, "order")});
     return ch;
+}
+
+Account readAccount(yajl_val v)
+{
+    Account a;
+    a.user = text(v, "user");
+    a.password = text(v, "password");
+    a.state = text(v, "state", "ok");
+    a.favorites = texts(v, "favorites");
+    a.recents = texts(v, "recents");
+    return a;
+}
+
+Show readShow(yajl_val v)
+{
+    Show s;
+    s.guid = text(v, "guid");
+    s.title = text(v, "title");
+    s.channel = text(v, "channel");
+    s.logo = text(v, "logo");
+    s.episodes = number(v, "episodes");
+    return s;
+}
+
+// Every guid of a tile list must name a channel or a show; recents only
+// channels, since the library keeps no show tile of that list.
+bool checkTiles(const Catalog& cat, const std::vector<std::string>& guids, bool channelsOnly,
+                const std::string& list, std::string& error)
+{
+    for (const std::string& guid : guids) {
+        if (cat.findChannel(guid) || (!channelsOnly && cat.findShow(guid)))
+            continue;
+        error = list + " names '" + guid + "', which is no " + (channelsOnly ? "channel" : "channel or show");
+        return false;
+    }
+    return true;
+}
+
+bool checkShows(const Catalog& cat, std::set<std::string>& guids, std::string& error)
+{
+    for (const Show& s : cat.shows) {
+        if (s.guid.empty() || !guids.insert(s.guid).second) {
+            error = "show '" + s.title + "' has no guid, or one that is already taken";
+            return false;
+        }
+        if (!cat.findChannel(s.channel)) {
+            error = "show '" + s.title + "' names unknown channel '" + s.channel + "'";
+            return false;
+        }
+    }
+    return true;
 }
 
 bool check(const Catalog& cat, std::string& error)
@@ -132,13 +192,18 @@ bool check(const Catalog& cat, std::string& error)
             }
         }
     }
+    if (!checkShows(cat, guids, error))
+        return false;
     for (const Account& a : cat.accounts) {
         if (a.user.empty()) {
             error = "an account has no user";
             return false;
         }
+        if (!checkTiles(cat, a.favorites, false, "favorites of " + a.user, error) ||
+            !checkTiles(cat, a.recents, true, "recents of " + a.user, error))
+            return false;
     }
-    return true;
+    return checkTiles(cat, cat.forYou.items, false, "forYou", error);
 }
 
 void rewrite(std::string& url, const std::string& base)
@@ -167,6 +232,22 @@ const Category* Catalog::findCategory(const std::string& key) const
     return nullptr;
 }
 
+const Channel* Catalog::findChannel(const std::string& guid) const
+{
+    for (const Channel& ch : channels)
+        if (ch.guid == guid)
+            return &ch;
+    return nullptr;
+}
+
+const Show* Catalog::findShow(const std::string& guid) const
+{
+    for (const Show& s : shows)
+        if (s.guid == guid)
+            return &s;
+    return nullptr;
+}
+
 void Catalog::rewriteBase(const std::string& baseUrl)
 {
     for (SuperCategory& s : superCategories) {
@@ -175,9 +256,13 @@ void Catalog::rewriteBase(const std::string& baseUrl)
             for (Image& img : c.icons)
                 rewrite(img.url, baseUrl);
     }
-    for (Channel& ch : channels)
+    for (Channel& ch : channels) {
+        rewrite(ch.logo, baseUrl);
         for (Image& img : ch.images)
             rewrite(img.url, baseUrl);
+    }
+    for (Show& s : shows)
+        rewrite(s.logo, baseUrl);
 }
 
 bool loadCatalog(const std::string& path, Catalog& out, std::string& error)
@@ -204,11 +289,16 @@ bool loadCatalog(const std::string& path, Catalog& out, std::string& error)
     cat.lineupVersion = text(root.get(), "lineupVersion", "1");
     cat.updateFrequency = number(root.get(), "updateFrequency", 60);
     for (yajl_val v : items(root.get(), "accounts"))
-        cat.accounts.push_back({text(v, "user"), text(v, "password"), text(v, "state", "ok")});
+        cat.accounts.push_back(readAccount(v));
     for (yajl_val v : items(root.get(), "superCategories"))
         cat.superCategories.push_back(readSuperCategory(v));
     for (yajl_val v : items(root.get(), "channels"))
         cat.channels.push_back(readChannel(v));
+    for (yajl_val v : items(root.get(), "shows"))
+        cat.shows.push_back(readShow(v));
+    yajl_val forYou = member(root.get(), "forYou");
+    cat.forYou.title = text(forYou, "title", "For you");
+    cat.forYou.items = texts(forYou, "items");
     if (!check(cat, error)) {
         error = path + ": " + error;
         return false;

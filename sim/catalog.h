@@ -1,4 +1,5 @@
-// The simulator's content: accounts, the category tree and the channels.
+// The simulator's content: accounts with their favorites and recents, the
+// category tree, the channels, the shows and the for-you list.
 // Loaded once at start and read-only afterwards, so it needs no lock.
 #pragma once
 
@@ -10,6 +11,8 @@ namespace tqlsim {
 struct Account {
     std::string user, password;
     std::string state;  // "ok", "nosubscription", "pastdue", "closed", "incompatible", "locked"
+    // Guids of channels and shows, in the order the tiles are served.
+    std::vector<std::string> favorites, recents;
 };
 
 struct Image {
@@ -37,10 +40,24 @@ struct ChannelCategory {
 struct Channel {
     std::string guid, id, name, streamingName, description;
     std::string tuneMethod;  // "live" or "sequencer"
+    std::string logo;        // image link of its tiles, as sent
     int number = 0, qlNumber = 0, sortOrder = 0, geoRestrictions = 0, inactivityTimeout = 0;
     bool available = true, mature = false, favorite = false, bizMature = false;
     std::vector<Image> images;
     std::vector<ChannelCategory> categories;
+};
+
+struct Show {
+    std::string guid, title;
+    std::string channel;  // guid of the channel that airs it
+    std::string logo;     // image link of its tiles, as sent
+    int episodes = 0;
+};
+
+// A list of tiles under a heading, as the for-you carousel is served.
+struct TileCarousel {
+    std::string title;
+    std::vector<std::string> items;  // guids of channels and shows
 };
 
 struct Catalog {
@@ -49,10 +66,15 @@ struct Catalog {
     std::vector<Account> accounts;
     std::vector<SuperCategory> superCategories;
     std::vector<Channel> channels;
+    std::vector<Show> shows;
+    TileCarousel forYou;
 
     const Account* findAccount(const std::string& user) const;
     const Category* findCategory(const std::string& key) const;
-    // Replaces the "{{BASE}}" placeholder in every URL by the given address.
+    const Channel* findChannel(const std::string& guid) const;
+    const Show* findShow(const std::string& guid) const;
+    // Replaces the "{{BASE}}" placeholder in every URL and image link by the
+    // given address.
     void rewriteBase(const std::string& baseUrl);
 };
 

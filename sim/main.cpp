@@ -49,7 +49,7 @@ void usage(FILE* to)
     std::fprintf(to,
                  "usage: tqlsim [--port N] [--catalog FILE] [--fault NAME[=VALUE]]... [--quiet]\n"
                  "faults: latency=MS http500[=N] drop[=N] truncate[=N] invalidjson[=N]\n"
-                 "        notify[=N] expire elsewhere=USER lockout=SECONDS\n");
+                 "        notify[=N] expire expire-after=N elsewhere=USER lockout=SECONDS\n");
 }
 
 // Accepts "--name value" and "--name=value".
@@ -230,13 +230,9 @@ void control(const httplib::Request& req, httplib::Response& res, SimState& stat
     }
 }
 
-void serve(const httplib::Request& req, httplib::Response& res, Service& service, SimState& state)
+// Answers a service request as the fault plan says.
+void answer(const httplib::Request& req, httplib::Response& res, Service& service, const FaultPlan& plan)
 {
-    if (req.path.compare(0, std::string(kControlPrefix).size(), kControlPrefix) == 0)
-        return control(req, res, state);
-    state.record(req.path, req.method, queryOf(req.target), req.body);
-    FaultPlan plan = state.takeFaultPlan();
-    delay(plan.latencyMs, state);
     if (plan.drop) {
         if (shutdownConnections(req.local_port, req.remote_port) == 0)
             std::fprintf(stderr, "tqlsim: could not find the connection to drop\n");
@@ -251,15 +247,32 @@ void serve(const httplib::Request& req, httplib::Response& res, Service& service
     send(res, std::move(reply), plan.truncate);
 }
 
+void serve(const httplib::Request& req, httplib::Response& res, Service& service, SimState& state,
+           bool quiet)
+{
+    if (req.path.compare(0, std::string(kControlPrefix).size(), kControlPrefix) == 0)
+        return control(req, res, state);
+    state.record(req.path, req.method, queryOf(req.target), req.body);
+    FaultPlan plan = state.takeFaultPlan();
+    delay(plan.latencyMs, state);
+    answer(req, res, service, plan);
+    // After the reply is made, so that the session it used or created is
+    // among those that end; the next request is the first to see it.
+    int ended = state.countTowardsExpiry();
+    if (ended >= 0 && !quiet)
+        std::fprintf(stderr, "tqlsim: expire-after: %d session(s) ended after %s %s\n", ended,
+                     req.method.c_str(), req.path.c_str());
+}
+
 void configureServer(httplib::Server& svr, Service& service, SimState& state, bool quiet)
 {
-    auto handler = [&](const httplib::Request& req, httplib::Response& res) {
-        serve(req, res, service, state);
+    auto handler = [&, quiet](const httplib::Request& req, httplib::Response& res) {
+        serve(req, res, service, state, quiet);
     };
     // Bodies are read here rather than by httplib, which would refuse form-typed
     // bodies above 8 KiB and parse them into parameters: the library's port may
     // send its JSON with curl's default form type.
-    auto withBody = [&](const httplib::Request& req, httplib::Response& res,
+    auto withBody = [&, quiet](const httplib::Request& req, httplib::Response& res,
                         const httplib::ContentReader& reader) {
         httplib::Request full = req;
         bool tooLarge = false;
@@ -274,7 +287,7 @@ void configureServer(httplib::Server& svr, Service& service, SimState& state, bo
                          std::strtoull(req.get_header_value("Content-Length").c_str(), nullptr, 10) > 0;
         if (tooLarge || (!read && announced))
             return sendJson(res, 413, "{\"error\":\"request body too large\"}");
-        serve(full, res, service, state);
+        serve(full, res, service, state, quiet);
     };
     svr.Get(".*", handler);
     svr.Delete(".*", handler);

@@ -5,6 +5,7 @@
 #include <yajl/yajl_tree.h>
 
 #include <algorithm>
+#include <cctype>
 #include <chrono>
 #include <ctime>
 #include <functional>
@@ -20,6 +21,14 @@ using Writer = std::function<void(JsonWriter&)>;
 
 const size_t kMaxEchoedText = 256;
 const int kMaxJsonDepth = 64;
+// Tile lists stay good this long; the library asks again after that.
+const int kCarouselLifetimeSeconds = 3600;
+// The search results sit under a title the library reads them under.
+const char* const kSearchTitle = "Channels & Shows";
+const char* const kRecentsTitle = "Recently played";
+// Images are served under this path; the configuration names it "Root".
+const char* const kImagePath = "/images";
+const char* const kImagePlaceholder = "%Root%";
 
 const char* messageText(int code)
 {
@@ -166,9 +175,10 @@ std::string sessionCookie(const httplib::Request& req)
     return "";
 }
 
-std::string wallClock()
+// Now, or that many seconds from now, as the service writes times.
+std::string wallClock(int fromNowSeconds = 0)
 {
-    auto now = std::chrono::system_clock::now();
+    auto now = std::chrono::system_clock::now() + std::chrono::seconds(fromNowSeconds);
     auto ms = std::chrono::duration_cast<std::chrono::milliseconds>(now.time_since_epoch()).count();
     std::time_t secs = static_cast<std::time_t>(ms / 1000);
     std::tm tm{};
@@ -190,6 +200,147 @@ void writeImage(JsonWriter& w, const Image& img)
 {
     w.beginObject().field("name", img.name).field("url", img.url).field("platform", "web");
     w.field("height", img.height).field("width", img.width).endObject();
+}
+
+// Each tile list names its assets with keys of its own, as the service has
+// always sent them; the library reads each list by its own keys.
+enum class TileList { Favorites, Recents, ForYou, Search };
+
+void assetInfo(JsonWriter& w, const char* key, const std::string& value)
+{
+    w.beginObject().field("assetInfoKey", key).field("assetInfoValue", value).endObject();
+}
+
+// Recommendations and search results carry whole image URLs: the library
+// lowers the host part of those links when it sizes them, which would spoil
+// a placeholder. The other lists keep the catalog's link for the library to
+// resolve.
+std::string tileLink(const std::string& link, TileList list, const std::string& imageRoot)
+{
+    const std::string placeholder = std::string(kImagePlaceholder) + "/";
+    bool whole = list == TileList::ForYou || list == TileList::Search;
+    if (!whole || link.compare(0, placeholder.size(), placeholder) != 0)
+        return link;
+    return imageRoot + link.substr(placeholder.size() - 1);
+}
+
+// The logo, when there is one, and one line of display text.
+void tileMarkup(JsonWriter& w, const std::string& logo, const char* textClass, const std::string& text)
+{
+    w.key("tileMarkup").beginObject().key("tileImage").beginArray();
+    if (!logo.empty())
+        w.beginObject().field("imageClass", "logo").field("imageLink", logo).endObject();
+    w.endArray().key("tileText").beginArray();
+    w.beginObject().field("textClass", textClass).field("textValue", text).endObject();
+    w.endArray().endObject();
+}
+
+void channelTile(JsonWriter& w, const Channel& ch, TileList list, const std::string& logo)
+{
+    w.beginObject().field("tileContentType", "channel").key("tileAssetInfo").beginArray();
+    if (list == TileList::Favorites)
+        assetInfo(w, "favAssetGuid", ch.guid);
+    assetInfo(w, list == TileList::Recents ? "channelGUID" : "channelGuid", ch.guid);
+    assetInfo(w, "channelName", ch.name);
+    assetInfo(w, "channelId", ch.id);
+    assetInfo(w, "channelNumber", std::to_string(ch.number));
+    w.endArray();
+    tileMarkup(w, logo, "line1", ch.description);
+    w.endObject();
+}
+
+// A show tile's text is its episode count. Search results name the show by
+// its long title alone: there a channel name would take the name's place.
+void showTile(JsonWriter& w, const Show& show, const Channel& channel, TileList list,
+              const std::string& logo)
+{
+    w.beginObject().field("tileContentType", "show").key("tileAssetInfo").beginArray();
+    if (list == TileList::Favorites) {
+        assetInfo(w, "favAssetGuid", show.guid);
+        assetInfo(w, "showGUID", show.guid);
+    } else {
+        assetInfo(w, "showGuid", show.guid);
+    }
+    if (list == TileList::Search) {
+        assetInfo(w, "showLongTitle", show.title);
+    } else {
+        assetInfo(w, "showName", show.title);
+        assetInfo(w, "channelName", channel.name);
+    }
+    assetInfo(w, "channelGuid", channel.guid);
+    w.endArray();
+    tileMarkup(w, logo, "line2",
+               std::to_string(show.episodes) + (show.episodes == 1 ? " episode" : " episodes"));
+    w.endObject();
+}
+
+// The tiles of a list of guids; the catalog has checked that each names a
+// channel or a show, and that a show's channel exists.
+void tiles(JsonWriter& w, const Catalog& cat, const std::vector<std::string>& guids, TileList list,
+           const std::string& imageRoot)
+{
+    w.key("carouselTiles").beginArray();
+    for (const std::string& guid : guids) {
+        if (const Channel* ch = cat.findChannel(guid)) {
+            channelTile(w, *ch, list, tileLink(ch->logo, list, imageRoot));
+        } else if (const Show* show = cat.findShow(guid)) {
+            if (const Channel* airedOn = cat.findChannel(show->channel))
+                showTile(w, *show, *airedOn, list, tileLink(show->logo, list, imageRoot));
+        }
+    }
+    w.endArray();
+}
+
+// Favorites come in the toggle selector's one segment.
+Reply favoritesReply(const Catalog& cat, const std::vector<std::string>& guids, const std::string& imageRoot)
+{
+    return success("Discovery", "favorites_norvale", [&](JsonWriter& w) {
+        w.key("contentToggleSelector").beginObject().key("selectorSegment").beginArray();
+        w.beginObject().key("segmentCarousel").beginArray().beginObject();
+        tiles(w, cat, guids, TileList::Favorites, imageRoot);
+        w.endObject().endArray().endObject();
+        w.endArray().endObject();
+        w.field("expiry", wallClock(kCarouselLifetimeSeconds));
+    });
+}
+
+// Recents, for you and search: one titled carousel. The title comes first,
+// as the library reads search tiles only once it knows the title.
+Reply carouselReply(const Catalog& cat, const char* type, TileList list, const std::string& title,
+                    const std::vector<std::string>& guids, const std::string& imageRoot)
+{
+    return success("Discovery", type, [&](JsonWriter& w) {
+        w.key("carousel").beginObject();
+        w.key("carouselTitle").beginObject().field("textValue", title).endObject();
+        tiles(w, cat, guids, list, imageRoot);
+        w.endObject();
+        if (list != TileList::Search)
+            w.field("expiry", wallClock(kCarouselLifetimeSeconds));
+    });
+}
+
+std::string lowerCase(std::string text)
+{
+    for (char& c : text)
+        c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+    return text;
+}
+
+// Channels whose name and shows whose title hold the term, in catalog
+// order, channels first. Case is ignored; an empty term finds nothing.
+std::vector<std::string> searchMatches(const Catalog& cat, const std::string& term)
+{
+    std::vector<std::string> found;
+    const std::string wanted = lowerCase(term);
+    if (wanted.empty())
+        return found;
+    for (const Channel& ch : cat.channels)
+        if (lowerCase(ch.name).find(wanted) != std::string::npos)
+            found.push_back(ch.guid);
+    for (const Show& show : cat.shows)
+        if (lowerCase(show.title).find(wanted) != std::string::npos)
+            found.push_back(show.guid);
+    return found;
 }
 
 // A 1x1 transparent PNG, served for every image the catalog points at.
@@ -257,9 +408,9 @@ Reply Service::handle(const httplib::Request& req)
     return plainError(404, "not found");
 }
 
-bool Service::sessionRejected(const httplib::Request& req, Reply& reply)
+bool Service::sessionRejected(const httplib::Request& req, Reply& reply, std::string* user)
 {
-    switch (state_.checkSession(sessionCookie(req))) {
+    switch (state_.checkSession(sessionCookie(req), user)) {
     case SessionStatus::Valid: return false;
     case SessionStatus::Elsewhere: reply = failure(204); return true;
     case SessionStatus::Unknown: reply = failure(208); return true;
@@ -292,7 +443,7 @@ Reply Service::configuration(const httplib::Request&)
 {
     auto urls = [&](JsonWriter& w, const char* platform) {
         w.beginObject().field("platform", platform).key("relativeUrls").beginArray();
-        const char* names[][2] = {{"Root", "/images"},
+        const char* names[][2] = {{"Root", kImagePath},
                                   {"Live_Primary_HLS", "/hls/primary"},
                                   {"Live_Secondary_HLS", "/hls/secondary"},
                                   {"AOD_Primary_HLS", "/hls/aod/primary"},
@@ -496,12 +647,25 @@ std::string Service::lineup()
 Reply Service::carousel(const httplib::Request& req)
 {
     Reply r;
-    if (sessionRejected(req, r))
+    std::string user;
+    if (sessionRejected(req, r, &user))
         return r;
+    const Account* account = catalog_.findAccount(user);
+    const std::vector<std::string> none;
+    const std::string images = base_ + kImagePath;
     std::string page = param(req, "page-name");
-    if (page != "recents" && page != "favorites_norvale" && page != "for_you" && page != "search")
-        return badRequest();
-    return success("Discovery", page.c_str());
+    if (page == "favorites_norvale")
+        return favoritesReply(catalog_, account ? account->favorites : none, images);
+    if (page == "recents")
+        return carouselReply(catalog_, "recents", TileList::Recents, kRecentsTitle,
+                             account ? account->recents : none, images);
+    if (page == "for_you")
+        return carouselReply(catalog_, "for_you", TileList::ForYou, catalog_.forYou.title,
+                             catalog_.forYou.items, images);
+    if (page == "search")
+        return carouselReply(catalog_, "search", TileList::Search, kSearchTitle,
+                             searchMatches(catalog_, param(req, "search-term")), images);
+    return badRequest();
 }
 
 Reply Service::collation(const httplib::Request& req)

@@ -43,8 +43,9 @@ private:
     Reply episodes(const httplib::Request& req);
     Reply image(const httplib::Request& req);
 
-    // Gives an error reply when the request's session is not valid.
-    bool sessionRejected(const httplib::Request& req, Reply& reply);
+    // Gives an error reply when the request's session is not valid; the
+    // session's user goes to `user` when given.
+    bool sessionRejected(const httplib::Request& req, Reply& reply, std::string* user = nullptr);
     std::string lineup();
 
     const Catalog& catalog_;

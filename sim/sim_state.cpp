@@ -59,6 +59,10 @@ std::string SimState::applyFault(const std::string& name, const std::string& val
         if (!parseNumber(value, -1, 0, kMaxLockoutSeconds, n))
             return "lockout needs seconds, 0 to 86400";
         faults_.lockoutSeconds = n;
+    } else if (name == "expire-after") {
+        if (!parseNumber(value, -1, 0, kMaxCount, n))
+            return "expire-after needs a count, 0 to 1000000";
+        faults_.expireAfter = n;
     } else if (name == "expire") {
         expireAllLocked();
     } else if (name == "elsewhere") {
@@ -113,6 +117,16 @@ FaultPlan SimState::takeFaultPlan()
     return plan;
 }
 
+int SimState::countTowardsExpiry()
+{
+    std::lock_guard<std::mutex> lock(mu_);
+    if (!take(faults_.expireAfter) || faults_.expireAfter > 0)
+        return -1;
+    int ended = static_cast<int>(sessions_.size());
+    expireAllLocked();
+    return ended;
+}
+
 void SimState::record(const std::string& path, const std::string& method,
                       const std::string& query, const std::string& body)
 {
@@ -160,6 +174,7 @@ std::string SimState::stateJson()
         .field("invalidjson", faults_.invalidJson)
         .field("notify", faults_.notify)
         .field("lockout", faults_.lockoutSeconds)
+        .field("expire-after", faults_.expireAfter)
         .endObject();
     w.endObject();
     return w.str();
@@ -181,13 +196,17 @@ std::string SimState::createSession(const std::string& user)
     return id;
 }
 
-SessionStatus SimState::checkSession(const std::string& id)
+SessionStatus SimState::checkSession(const std::string& id, std::string* user)
 {
     std::lock_guard<std::mutex> lock(mu_);
     auto it = sessions_.find(id);
     if (id.empty() || it == sessions_.end())
         return SessionStatus::Unknown;
-    return it->second.elsewhere ? SessionStatus::Elsewhere : SessionStatus::Valid;
+    if (it->second.elsewhere)
+        return SessionStatus::Elsewhere;
+    if (user)
+        *user = it->second.user;
+    return SessionStatus::Valid;
 }
 
 int SimState::lockoutLeft(const std::string& user)

@@ -18,6 +18,7 @@ struct Faults {
     int latencyMs = 0;
     int http500 = 0, drop = 0, truncate = 0, invalidJson = 0, notify = 0;
     int lockoutSeconds = 300;
+    int expireAfter = 0;  // requests left until every session then known ends; 0 = off
 };
 
 // What happens to one reply, decided when its request arrives.
@@ -41,6 +42,9 @@ public:
     void resetFaults();
     void resetAll();
     FaultPlan takeFaultPlan();
+    // Counts one handled request against expire-after. Gives the number of
+    // sessions it ended when this was the last one counted, else -1.
+    int countTowardsExpiry();
 
     // Traffic record, for the tests.
     void record(const std::string& path, const std::string& method,
@@ -50,7 +54,8 @@ public:
 
     // Sessions. A new session of a user sends the older ones "elsewhere".
     std::string createSession(const std::string& user);
-    SessionStatus checkSession(const std::string& id);
+    // The user of a valid session goes to `user` when given.
+    SessionStatus checkSession(const std::string& id, std::string* user = nullptr);
 
     // Login throttling: seconds of lockout left for a user, 0 when free.
     int lockoutLeft(const std::string& user);

@@ -1,4 +1,5 @@
-// tqlplay: a command-line host of libtqllib. Logs in, lists the line-up.
+// tqlplay: a command-line host of libtqllib. Logs in, lists the line-up and
+// the tile lists: favorites, recents, recommendations and search results.
 #include <sys/stat.h>
 
 #include <algorithm>
@@ -20,8 +21,16 @@ struct Channel {
     bool available;
 };
 
+// One tile as the library handed it over; its texts are only lent.
+struct Tile {
+    std::string type, id, name, description, image;
+};
+
 struct Host {
     std::vector<Channel> channels;
+    std::vector<Tile> tiles;
+    int tileCalls = 0;
+    bool tileListEnded = false;
 };
 
 int onError(void*, tql_errorNotification* e)
@@ -38,7 +47,33 @@ int onRefresh(void*, tql_moduleType) { return 1; }
 int onDemand(void*, tql_content*, int, int) { return 1; }
 void onTimebar(void*, tql_timebarData*) {}
 void onEpisodes(void*, const char*, tql_content*, int) {}
-int onTile(void*, tql_content*, int) { return 1; }
+const char* tileType(int type)
+{
+    switch (type) {
+    case 0: return "channel";
+    case 1: return "show";
+    case 2: return "episode";
+    case 3: return "additional";
+    case 4: return "category";
+    default: return "?";
+    }
+}
+
+std::string textOf(const char* text) { return text ? text : ""; }
+
+// Every list arrives through here: one call per tile, the last flagged, or
+// a single call without a tile for an empty list. 0 takes both kinds; an
+// empty list answered with anything else counts as refused.
+int onTile(void* context, tql_content* c, int isLast)
+{
+    auto* host = static_cast<Host*>(context);
+    ++host->tileCalls;
+    host->tileListEnded = isLast != 0;
+    if (c)
+        host->tiles.push_back({tileType(c->type), textOf(c->id), textOf(c->name), textOf(c->description),
+                               textOf(c->images[0].url)});
+    return 0;
+}
 void onGlobalSettings(void*, tql_globalSetting*, int) {}
 
 int onChannel(void* context, tql_content* c)
@@ -57,6 +92,13 @@ void usage(FILE* out)
             "commands:\n"
             "  login USER PASSWORD   log in and keep the account in the account file\n"
             "  channels              log in with the kept account and print the line-up\n"
+            "  favorites             ... and print the account's favorites\n"
+            "  recents               ... and print what the account played lately\n"
+            "  foryou                ... and print the recommendations\n"
+            "  search TEXT           ... and print the channels and shows matching TEXT\n"
+            "\n"
+            "Tile lists print one row per tile (type, id, name, description, first image\n"
+            "URL) or \"(none)\" for an empty list.\n"
             "\n"
             "options:\n"
             "  --service URL   the service's base URL (default $TQLPLAY_SERVICE or http://127.0.0.1:8080)\n"
@@ -135,6 +177,100 @@ int channels()
     return 0;
 }
 
+// Characters on screen of a UTF-8 text: continuation bytes take no column.
+size_t columns(const std::string& text)
+{
+    size_t n = 0;
+    for (unsigned char c : text)
+        n += (c & 0xC0) != 0x80;
+    return n;
+}
+
+void printTiles(const std::vector<Tile>& tiles)
+{
+    if (tiles.empty()) {
+        printf("(none)\n");
+        return;
+    }
+    // An empty cell shows as "-", so that every row has five cells.
+    std::vector<std::vector<std::string>> rows = {{"TYPE", "ID", "NAME", "DESCRIPTION", "IMAGE"}};
+    for (const Tile& t : tiles)
+        rows.push_back({t.type, t.id, t.name, t.description, t.image});
+    std::vector<size_t> width(5, 0);
+    for (auto& row : rows)
+        for (size_t i = 0; i < row.size(); ++i) {
+            if (row[i].empty())
+                row[i] = "-";
+            width[i] = std::max(width[i], columns(row[i]));
+        }
+    for (const auto& row : rows) {
+        std::string line;
+        for (size_t i = 0; i < row.size(); ++i) {
+            line += row[i];
+            if (i + 1 < row.size())
+                line += std::string(width[i] - columns(row[i]) + 2, ' ');
+        }
+        printf("%s\n", line.c_str());
+    }
+    printf("%zu %s\n", tiles.size(), tiles.size() == 1 ? "tile" : "tiles");
+}
+
+// A list that reached the host without its last tile is a broken delivery.
+// No call at all is an empty list too: the library may find nothing to
+// deliver in a good reply.
+int report(const Host& host)
+{
+    if (host.tileCalls > 0 && !host.tileListEnded) {
+        fprintf(stderr, "tqlplay: the list ended without its last tile (%d calls)\n", host.tileCalls);
+        return 1;
+    }
+    printTiles(host.tiles);
+    return 0;
+}
+
+// The tile calls that fill an error record.
+enum class TileList { Favorites, Recents, ForYou };
+
+int tileList(TileList list)
+{
+    Host host;
+    if (!start(host))
+        return 1;
+    tql_errorNotification error;
+    int ok = tql_configure_tamber(&error) == TQL_OK;
+    if (ok) {
+        int result = list == TileList::Favorites ? tql_get_favorites(&error, 1)
+                     : list == TileList::Recents ? tql_get_recents(&error, 1)
+                                                 : tql_get_forYouCarousel(&error);
+        ok = result == TQL_OK;
+    }
+    tql_deinit();
+    if (!ok)
+        return fail(error);
+    return report(host);
+}
+
+int search(const std::string& text)
+{
+    Host host;
+    if (!start(host))
+        return 1;
+    tql_errorNotification error;
+    if (tql_configure_tamber(&error) != TQL_OK) {
+        tql_deinit();
+        return fail(error);
+    }
+    // The library encodes the term for the URL. The search gives no error
+    // record: only its result tells.
+    int result = tql_search(text.c_str());
+    tql_deinit();
+    if (result != TQL_OK) {
+        fprintf(stderr, "tqlplay: the search for \"%s\" failed\n", text.c_str());
+        return 1;
+    }
+    return report(host);
+}
+
 } // namespace
 
 int main(int argc, char** argv)
@@ -176,6 +312,14 @@ int main(int argc, char** argv)
         return login(args[1].c_str(), args[2].c_str());
     if (args.size() == 1 && args[0] == "channels")
         return channels();
+    if (args.size() == 1 && args[0] == "favorites")
+        return tileList(TileList::Favorites);
+    if (args.size() == 1 && args[0] == "recents")
+        return tileList(TileList::Recents);
+    if (args.size() == 1 && args[0] == "foryou")
+        return tileList(TileList::ForYou);
+    if (args.size() == 2 && args[0] == "search")
+        return search(args[1]);
     usage(stderr);
     return 2;
 }

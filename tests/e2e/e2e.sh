@@ -13,10 +13,16 @@ cleanup() {
 }
 trap cleanup EXIT
 
-fail() { echo "FAIL [$scenario]: $*" >&2; [ -f "$work/out" ] && sed 's/^/  | /' "$work/out" >&2; exit 1; }
+fail() {
+  echo "FAIL [$scenario]: $*" >&2
+  [ -f "$work/out" ] && sed 's/^/  | /' "$work/out" >&2
+  [ -s "$work/sim.err" ] && { echo "  simulator log:" >&2; tail -n 30 "$work/sim.err" | sed 's/^/  > /' >&2; }
+  exit 1
+}
 
+# The simulator logs each request to $work/sim.err.
 start_sim() {
-  "$sim_bin" --port 0 --quiet --catalog "$catalog" "$@" > "$work/sim.out" 2> "$work/sim.err" &
+  "$sim_bin" --port 0 --catalog "$catalog" "$@" > "$work/sim.out" 2> "$work/sim.err" &
   sim_pid=$!
   for _ in $(seq 200); do
     grep -q 'listening on' "$work/sim.out" 2>/dev/null && break
@@ -27,6 +33,26 @@ start_sim() {
 }
 
 fault() { curl -s -m 5 -d "" "$service/__sim/fault?$1" > /dev/null || fail "could not set fault $1"; }
+sim_state() { curl -s -m 5 "$service/__sim/state" || fail "no simulator state"; }
+# One value of the state document, by a Python expression on it named s.
+state_value() { sim_state | python3 -c "import json, sys; s = json.load(sys.stdin); print($1)"; }
+
+# The log is written once a reply is out, so a line may trail the reply a
+# little: wait until every service request counted so far has its line.
+settle_log() {
+  local total
+  total=$(state_value 's["total"]')
+  for _ in $(seq 100); do
+    [ "$(grep -cE '^tqlsim: [A-Z]+ /(rest|images)/' "$work/sim.err")" -ge "$total" ] && return
+    sleep 0.05
+  done
+  fail "simulator log lacks requests"
+}
+
+# The query of the last request to a path, as the simulator received it.
+last_query() {
+  curl -s -m 5 -D - -o /dev/null "$service/__sim/last?path=$1" | tr -d '\r' | sed -n 's/^X-Sim-Query: //Ip'
+}
 
 # Runs tqlplay with a time limit; output in $work/out, status in $status.
 play() {
@@ -41,6 +67,57 @@ expect_out() { grep -qF -- "$1" "$work/out" || fail "output lacks: $1"; }
 login_demo() {
   play login demo demo
   expect_status 0
+}
+
+# Compares a tile table of tqlplay with what the catalog holds for a list.
+# LIST is favorites, recents, for_you or search; KEY the user, or the term
+# for search. Images are sized copies of the tile logo on the image base.
+expect_tiles() {
+  python3 - "$catalog" "$work/out" "$service/images" "$1" "$2" <<'PY' || fail "$1 $2 differs from the catalog"
+import json, re, sys
+catalog_file, out_file, images, kind, key = sys.argv[1:]
+catalog = json.load(open(catalog_file))
+channels = {c["guid"]: c for c in catalog["channels"]}
+shows = {s["guid"]: s for s in catalog.get("shows", [])}
+account = next((a for a in catalog["accounts"] if a["user"] == key), {})
+if kind == "search":
+    term = key.lower()
+    guids = [c["guid"] for c in catalog["channels"] if term in c["name"].lower()]
+    guids += [s["guid"] for s in catalog.get("shows", []) if term in s["title"].lower()]
+elif kind == "for_you":
+    guids = catalog["forYou"]["items"]
+else:
+    guids = account.get(kind, [])
+
+def image(logo):
+    if not logo:
+        return "-"
+    return logo.replace("%Root%", images) + "?width=700&height=700&preserveAspect=true"
+
+def row(guid):
+    if guid in channels:
+        c = channels[guid]
+        text = c["description"] if kind == "search" else c["description"] + " • " + c["name"]
+        return ["channel", guid, c["name"], text, image(c.get("logo"))]
+    s = shows[guid]
+    count = "%d episode%s" % (s["episodes"], "" if s["episodes"] == 1 else "s")
+    first = s["title"] if kind == "search" else channels[s["channel"]]["name"]
+    return ["show", guid, s["title"], first + " • " + count, image(s.get("logo"))]
+
+expected = [row(g) for g in guids]
+lines = open(out_file, encoding="utf-8").read().splitlines()
+if not expected:
+    got_ok = lines == ["(none)"]
+    got = lines
+else:
+    got = [re.split(r"  +", l) for l in lines[1:-1]]
+    tail = "%d tile%s" % (len(expected), "" if len(expected) == 1 else "s")
+    got_ok = lines[0].split() == ["TYPE", "ID", "NAME", "DESCRIPTION", "IMAGE"] and lines[-1] == tail \
+             and got == expected
+if not got_ok:
+    print("expected", expected, "\ngot", got)
+    sys.exit(1)
+PY
 }
 
 case "$scenario" in
@@ -151,8 +228,114 @@ service_gone)
   expect_status 1
   expect_out "(error 500)"
   ;;
+favorites)
+  # Each account has its own list; listener's is empty. Without an account
+  # the command fails with the library's error text.
+  start_sim
+  play favorites
+  expect_status 1
+  expect_out "Authentication failed. (error 49)"
+  login_demo
+  play favorites
+  expect_status 0
+  expect_tiles favorites demo
+  [ "$(last_query /rest/v4/experience/carousels)" = "page-name=favorites_norvale&result-template=norvale%7Cweb" ] ||
+    fail "favorites asked for with another query"
+  play login listener listen123
+  play favorites
+  expect_status 0
+  expect_tiles favorites listener
+  ;;
+recents)
+  start_sim
+  login_demo
+  play recents
+  expect_status 0
+  expect_tiles recents demo
+  [ "$(last_query /rest/v4/experience/carousels)" = "page-name=recents&entities-only=false&result-template=norvale%7Cweb" ] ||
+    fail "recents asked for with another query"
+  play login listener listen123
+  play recents
+  expect_status 0
+  expect_tiles recents listener
+  ;;
+for_you)
+  start_sim
+  login_demo
+  play foryou
+  expect_status 0
+  expect_tiles for_you demo
+  ;;
+search)
+  # Case does not matter; a blank in the term reaches the service encoded.
+  start_sim
+  login_demo
+  play search SINE
+  expect_status 0
+  expect_tiles search SINE
+  play search "rain d"
+  expect_status 0
+  expect_tiles search "rain d"
+  [ "$(last_query /rest/v4/experience/carousels)" = "page-name=search&result-template=mobile&search-term=rain%20d" ] ||
+    fail "search term sent as: $(last_query /rest/v4/experience/carousels)"
+  ;;
+search_no_match)
+  start_sim
+  login_demo
+  play --log 2 search "no such title"
+  expect_status 0
+  expect_out "Empty search callback sent"
+  play search "no such title"
+  expect_status 0
+  [ "$(cat "$work/out")" = "(none)" ] || fail "an empty result is not printed as (none)"
+  ;;
+session_expired_resumed)
+  # A clean run shows how many requests come before the favorites; the
+  # sessions then end right before the favorites request of a second run.
+  start_sim
+  login_demo
+  before=$(state_value 's["total"]')
+  play favorites
+  expect_status 0
+  settle_log
+  [ "$(grep -vF /__sim/ "$work/sim.err" | tail -n 1 | grep -c 'carousels?page-name=favorites_norvale')" = 1 ] ||
+    fail "favorites is not the last request of a run"
+  requests=$(( $(state_value 's["total"]') - before ))
+  mark=$(wc -l < "$work/sim.err")
+  fault "expire-after=$((requests - 1))"
+  play favorites
+  expect_status 0
+  expect_tiles favorites demo
+  settle_log
+  # After the expiry: the favorites request the service refused, a new
+  # login, and the favorites asked for again.
+  tail -n +"$((mark + 1))" "$work/sim.err" | python3 -c '
+import sys
+lines = sys.stdin.read().splitlines()
+at = next(i for i, l in enumerate(lines) if "expire-after:" in l)
+after = lines[at + 1:]
+def first(text, start):
+    return next(i for i in range(start, len(after)) if text in after[i])
+refused = first("page-name=favorites_norvale", 0)
+login = first("/authentication-partner", refused + 1)
+first("page-name=favorites_norvale", login + 1)
+' 2> /dev/null || fail "the library did not log in again after the expiry"
+  [ "$(state_value 's["sessions"]["valid"], s["faults"]["expire-after"]')" = "1 0" ] ||
+    fail "state after the run: $(sim_state)"
+  ;;
 *)
   fail "unknown scenario"
   ;;
 esac
+
+# The simulator must end cleanly too: in the sanitizer build a report of its
+# own would otherwise go unseen.
+if [ -n "$sim_pid" ]; then
+  kill "$sim_pid"
+  for _ in $(seq 200); do kill -0 "$sim_pid" 2>/dev/null || break; sleep 0.05; done
+  kill -0 "$sim_pid" 2>/dev/null && fail "tqlsim did not stop"
+  wait "$sim_pid"; sim_status=$?; sim_pid=
+  [ "$sim_status" -eq 0 ] || fail "tqlsim ended with status $sim_status"
+  ! grep -qE 'Sanitizer|runtime error:' "$work/sim.err" || fail "tqlsim reported a sanitizer error"
+fi
 echo "ok [$scenario]"
