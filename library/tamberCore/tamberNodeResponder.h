@@ -1,6 +1,7 @@
 #ifndef TAMBER_NODE_RESPONDER_H
 #define TAMBER_NODE_RESPONDER_H
 
+#include "tamberChunk.h"
 #include "tamberTokens.h"
 #include "tamberTypes/tamberDateTime.h"
 #include "tamberTypes/tamberTimer.h"
@@ -28,8 +29,25 @@ public:
     void setExpireTimestamp(tql_moduleType module, const tamberTime& expiry);
     static void on_refreshNotificationTimerTimeout(void* self, int id);
 
+    // Audio output: the decrypted pieces of the current chunk go to the
+    // host's write function with the ID3 tag and any cut bytes removed.
+    // What the host does not take waits here, by pointer.
+    int handleAudioStream(unsigned char* buffer, unsigned char* data, unsigned int length);
+    int sendData();
+    void skipID3tag(unsigned char** data, unsigned int* length);
+    int adtsSync(unsigned char** data, unsigned int* length);
+    unsigned long skipData(bool* resync, unsigned long toSkip, unsigned char** data, unsigned int* length);
+    static unsigned chunkCutBytes(unsigned bitRate, unsigned ms);
+
     tokenRequestStrT m_tokenRequest;
     tokenDataT m_tokenData;
+    tamberChunk m_currentChunk;
+    uint32_t m_decryptedChunkLength = 0;
+    tql_channel_ctx m_channelCtx{};
+    uint32_t m_streamBitRate = 0;
+    int m_busy = 0;
+    int m_terminate = 0;
+    uint32_t m_bufferedMs = 0;
 
 private:
     tql_core* m_core;

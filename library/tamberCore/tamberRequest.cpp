@@ -185,26 +185,6 @@ size_t TamberRequest::writeBody(const unsigned char* data, size_t n)
     return n;
 }
 
-int TamberRequest::partialContentHandler(const unsigned char* data, unsigned int length)
-{
-    if (m_bufferSize <= m_bufferLength + length) {
-        TQL_LOG(0, "Not enough memory to append new data");
-        return 0;
-    }
-    if (m_bufferLength == 0) {
-        tql_httpHeader header;
-        parseHttpHeader(m_headerData, header);
-        m_partialContentLength = static_cast<unsigned int>(header.contentLength);
-    }
-    memcpy(m_buffer + m_bufferLength, data, length);
-    m_bufferLength += length;
-    // Audio goes on to the streaming engine, which cannot take it yet: the
-    // transfer stops here, as it does for a core without an engine.
-    TQL_LOG(1, "Fatal Error: No Streamer to handle audio stream!");
-    TQL_LOG(1, "Error in stream partial handling");
-    return 0;
-}
-
 // A header number, read as strtol would, kept within int.
 static int headerNumber(const tql_string& text)
 {

@@ -1,6 +1,8 @@
 #ifndef TAMBER_REQUEST_H
 #define TAMBER_REQUEST_H
 
+#include <cstdint>
+
 #include "tamberResponse/tamberResponse.h"
 #include "tamberTypes/tamberByteArray.h"
 #include "tamberTypes/tamberList.h"
@@ -12,6 +14,7 @@ class tql_core;
 class tql_json;
 struct tokenRequestStrT;
 struct tamberVariantUrls;
+struct tamberChunk;
 class TQLModuleResponseNowPlaying;
 class TQLHlsAudioInfos;
 class tokenDataT;
@@ -112,6 +115,15 @@ struct TQLRelativeUrlsItem {
     tql_string url;
 };
 
+// What the service packs into the file name of an audio chunk.
+struct tamberChunkName {
+    tql_string name;     // asset part
+    int bitRate = 0;     // bits per second
+    uint8_t keyIndex = 0; // 0 plain, 1 to 4 the stream key
+    int seqNum = 0;
+    tql_string seqText;
+};
+
 // The one object through which the library talks HTTP. A reply travels one
 // of three ways: a service call's JSON is parsed while it arrives, an index
 // or key file is buffered, an audio chunk is streamed through the decryptor.
@@ -172,6 +184,20 @@ public:
     int tamberStationToken(tokenRequestStrT& request, tokenDataT& tokenData, int retries, int customOutput);
     TQLResponse* tamberNorvaleTuneStartNow(const tql_string& channelId);
     tamberVariantUrls getVariantFilesHLSv2(tokenRequestStrT& request, tokenDataT& tokenData);
+
+    // Files: index and key files are buffered (m_partialMode 0), audio chunks
+    // stream through the decryptor into the engine (m_partialMode 1). url
+    // follows a redirect for good.
+    int tamberDownloadFile(tql_url& url, unsigned char** data, unsigned int* length, int retries, int sleepSeconds);
+    void prepareFileChunkforDecrypt(tamberChunk& chunk);
+    int partialHeaderHandler(const char* data, unsigned int length);
+    int handlePartialEncData(unsigned char* buffer, unsigned char* data, unsigned int length);
+    int handlePartialDecData(unsigned char* buffer, unsigned char* data, unsigned int length);
+    int initPartialEncData(tql_bytearray key, tql_bytearray nonce, int sequenceNumber);
+    int finishPartialEncData();
+    int cryptoPaddingDataLen(unsigned char* data, unsigned int length);
+    unsigned int reverseBytes(const tql_bytearray& bytes);
+    tamberChunkName parseChunkName(tql_url url);
 
     // The line-up: each channel goes to the host while the reply is parsed.
     TQLResponse* tamberNorvaleChannelListing(const tql_string& moduleType, const tql_string& moduleArea);
@@ -270,6 +296,9 @@ private:
                      bool primary);
     size_t writeBody(const unsigned char* data, size_t n);
     int partialContentHandler(const unsigned char* data, unsigned int length);
+    enum class DownloadStep { Done, Final, Redirected, Failed };
+    DownloadStep downloadStep(tql_url& url, unsigned char** data, unsigned int* length);
+    int currentKeyIndex() const;
     void resetResponses(std::initializer_list<TQLResponse*> responses);
     void resetTransferState();
 };

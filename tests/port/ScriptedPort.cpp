@@ -42,6 +42,7 @@ void ScriptedPort::reset()
     blockSize = 16;
     processResultOverride = 0;
     decryptCalls.clear();
+    recordDecryptProcess = true;
     routes.clear();
     requests.clear();
     handlesMade = handlesCleaned = resets = clearCtxCalls = 0;
@@ -183,7 +184,8 @@ int ScriptedPort::decryptProcess(const tql_decryptParams& params)
     scriptedCipher(params.output, produced, m_decryptKey, m_decryptSequence, m_decryptOffset);
     m_decryptOffset += produced;
     call.produced = produced;
-    decryptCalls.push_back(call);
+    if (recordDecryptProcess)
+        decryptCalls.push_back(call);
     return produced;
 }
 
@@ -206,8 +208,14 @@ Route* ScriptedPort::findRoute(const std::string& url)
 // bytes aborts the transfer, as curl does.
 size_t ScriptedPort::deliver(tamberHTCallback callback, void* context, const char* data, size_t length)
 {
-    std::vector<char> copy(data, data + length); // the callback owns nothing of ours
-    return callback(copy.data(), 1, length, context);
+    // The callback owns nothing of ours, and reads past the piece show under
+    // the sanitizer. malloc keeps the copy out of the tests' operator new count.
+    char* copy = static_cast<char*>(malloc(length ? length : 1));
+    if (length)
+        memcpy(copy, data, length);
+    size_t taken = callback(copy, 1, length, context);
+    free(copy);
+    return taken;
 }
 
 int ScriptedPort::performRequest(tamberHTRequestCtx* ctx)

@@ -121,6 +121,7 @@ public:
     int blockSize = 16;
     int processResultOverride = 0; // non-zero: tql_decrypt_process returns this
     std::vector<DecryptCall> decryptCalls;
+    bool recordDecryptProcess = true; // off: a test that counts allocations per piece
     static void scriptedCipher(unsigned char* data, int length, const std::vector<unsigned char>& key,
                                int sequenceNumber, long offset);
 
