@@ -304,13 +304,6 @@ void tql_core::triggerChannelRefetch()
     m_state = CoreStateAuthenticated;
 }
 
-int tql_core::stopChannel()
-{
-    TQL_LOG(3, "stopChannel");
-    TQL_LOG(3, "stopChannel DONE");
-    return 1;
-}
-
 int tql_core::failNoRouting(tql_errorNotification* error)
 {
     TQL_LOG(1, "Tamber not configured, no routing Url");

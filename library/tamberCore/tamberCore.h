@@ -51,7 +51,24 @@ public:
     int verifyAccount(tql_TamberAccount account, tql_errorNotification* error);
     int norvaleChannelList(tql_errorNotification* error);
     void triggerChannelRefetch();
+
+    // Playback control: the host's calls turned into engine requests.
+    int playChannel(tql_channel_ctx* ctx);
     int stopChannel();
+    int userPause(int pause);
+    int selectStreamIndex(int index);
+    int triggerGoLive();
+    int getNextSegmentTime(char* buffer, int length);
+    int getPrevSegmentTime(char* buffer, int length);
+    int getShowStartGuid(char* buffer, int length);
+    int on_playTimeChanged(unsigned positionMs);
+    int sendAudioData();
+    int getStreamBitrate();
+    int checkGeoRestricted(const char* text);
+    // Now less delay ms; the live edge lies that far behind the wall clock.
+    uint64_t getCurrentTimestampMs(int delay);
+    tql_string getCurrentTimestamp();
+    tql_string getCurrentHPDTTimestamp(int hours);
 
     // A content call that cannot reach the service: no routing is held.
     int failNoRouting(tql_errorNotification* error);

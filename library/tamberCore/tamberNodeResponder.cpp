@@ -8,18 +8,31 @@ namespace {
 const uint64_t kNoExpiryMs = 31556952000ULL;
 } // namespace
 
+// Everything is made here once, the timers stopped; the object lives as
+// long as the core.
 CMTamberNodeResponder::CMTamberNodeResponder(tql_core* core)
-    : m_core(core), m_refreshTimer(new tql_timer(this, kRefreshTimerId, on_refreshNotificationTimerTimeout))
+    : m_core(core),
+      m_tamberRequest(&core->getTamberRequest()),
+      m_playlistParser(new TamberPlaylistParser(*m_tamberRequest)),
+      m_workerLoopTimer(new tql_timer(this, kWorkerTimerId, on_workerLoopTimeout)),
+      m_consumeTimer(new tql_timer(this, kConsumeTimerId, on_consumeUpdateTimeout)),
+      m_refreshTimer(new tql_timer(this, kRefreshTimerId, on_refreshNotificationTimerTimeout))
 {
+    m_tokenData.noopTimeoutMs = kFirstNoopTimeoutMs;
     uint64_t later = tamberTime().msecsSinceEpoch() + kNoExpiryMs;
     for (tamberTime& expiry : m_expireTimestamp)
         expiry = tamberTime(later);
     m_refreshTimer->m_interval = kRefreshPeriodMs;
 }
 
-// The timer leaves the host's tick as it is destroyed.
+// The timers leave the host's tick as they are destroyed: a tick after the
+// core is gone must not reach this object.
 CMTamberNodeResponder::~CMTamberNodeResponder()
 {
+    m_workerLoopTimer->stop();
+    delete m_playlistParser;
+    delete m_workerLoopTimer;
+    delete m_consumeTimer;
     delete m_refreshTimer;
 }
 

@@ -2,20 +2,47 @@
 #define TAMBER_NODE_RESPONDER_H
 
 #include "tamberChunk.h"
+#include "tamberPlaylistParser.h"
 #include "tamberTokens.h"
 #include "tamberTypes/tamberDateTime.h"
+#include "tamberTypes/tamberMutex.h"
 #include "tamberTypes/tamberTimer.h"
 #include "tqllib.h"
 
 class tql_core;
+class TamberRequest;
 
-// The streaming engine. It keeps the request and the token of the playback,
-// which a session resume reuses, and tells the host when a tile list it
-// holds has expired.
+// Results of the engine's operations (TamberErrorCodes are another set).
+enum tql_respondResult {
+    respondOk = 1,
+    respondNothing = 0,        // no chunk to add: the turn ends quietly
+    respondError = -1,         // the caller finalizes
+    respondWriteClosed = -7,   // the host closed its pipe
+    respondRestartLoop = -9,   // recoverable: next turn in 100 ms
+    respondStreamFinished = -18,
+    respondRecoverable = -19,  // variant file unusable while audio is buffered
+    respondPauseTooLong = -21, // the paused position left the live buffer
+    clipNoMore = -30
+};
+
+enum tql_tuneType { tuneTypeLive = 0, tuneTypeStart = 1, tuneTypeTimeShifted = 2, tuneTypeClip = 3 };
+
+// The streaming engine: turns a tune request into a timed run of index
+// fetches, chunk downloads and audio writes, one loop turn per timer tick.
+// It lives as long as the core; respondWorkerInit arms it for one channel
+// or episode and respondWorkerFinalize disarms it.
 class CMTamberNodeResponder {
 public:
+    static const int kWorkerTimerId = 3;
     static const int kRefreshTimerId = 6;
+    static const int kConsumeTimerId = 7;
     static const int kRefreshPeriodMs = 60000;
+    static const int kLoopPeriodMs = 3000;
+    static const int kRestartPeriodMs = 100;
+    static const int kConsumePeriodMs = 240000;
+    static const int kFirstNoopTimeoutMs = 20000;
+
+    enum State { StateNew = 0, StateStopped = 1, StatePlaying = 2, StatePaused = 3 };
 
     explicit CMTamberNodeResponder(tql_core* core);
     virtual ~CMTamberNodeResponder();
@@ -23,6 +50,43 @@ public:
     CMTamberNodeResponder& operator=(const CMTamberNodeResponder&) = delete;
 
     tql_core* getCore() const { return m_core; }
+
+    // Lifecycle and the loop.
+    int respondWorkerInit(tql_channel_ctx* ctx, const tokenRequestStrT& request);
+    int respondWorkerLoop();
+    static void on_workerLoopTimeout(void* self, int id);
+    void respondWorkerFinalize(int code, int detail);
+    int getMode() const { return m_tokenRequest.mode; }
+    unsigned getStreamBitRate() const { return m_streamBitRate; }
+    int getState() const { return m_state; }
+
+    // Token and session upkeep.
+    int tuneChannel(int update);
+    int callNOOP(int resumeOnFailure, int force);
+    int tokenRequiresUpdate();
+    void triggerTokenUpdate();
+    void triggerNoopUpdate();
+    void triggerChunkListUpdate() { m_lastChunkListUpdateMs = 0; }
+    int dataLeftToPLay();
+    int reauthenticate();
+    int restorePlayback();
+    int userPause(int pause);
+    tamberTime getStartTimeOfCurrentTrack_fromHPDT() { return tamberTime(static_cast<uint64_t>(-1)); }
+    void requestNextClip() {}
+    int sendAudioData();
+
+    // Stages of a turn that the chunk list, chunk download, metadata,
+    // consumption and clip parts of the engine carry out.
+    int updateChunkList();
+    int requestChunkDownload(int single);
+    int downloadFirstChunk();
+    int requestContentKeys();
+    void handleMetadata(tamberChunk& chunk);
+    void updateMetadata();
+    void reportV2Consume(int current, int transition);
+    void reportV4Consume(int current, int transition);
+    int tuneDravChannel(int update);
+    static void on_consumeUpdateTimeout(void* self, int id);
 
     // When the tiles of a list go stale; the notification repeats every
     // minute from then until a new list sets a new time.
@@ -39,20 +103,68 @@ public:
     unsigned long skipData(bool* resync, unsigned long toSkip, unsigned char** data, unsigned int* length);
     static unsigned chunkCutBytes(unsigned bitRate, unsigned ms);
 
-    tokenRequestStrT m_tokenRequest;
+    tql_core* m_core;
+    uint64_t m_lastChunkTimestampMs = 0;
+    uint32_t m_chunkDurationMs = 0;
     tokenDataT m_tokenData;
+    tql_list<tql_roles> m_nextChunks;
+    tokenRequestStrT m_tokenRequest;
+    int32_t m_lastListedSeqNum = 0;
+    int32_t m_lastDownloadedSeqNum = 0;
+    tql_string m_lastClipChunkName;
+    int32_t m_lastListedSeqNumCopy = 0;
+    int m_bitRateDecision = 0;
+    int m_bitRateCurrent = 256000;
+    int m_bitRateMaximum = 256000;
+    int m_steadyState = 0;
+    tql_list<tql_roles> m_variantFileList;
+    TamberRequest* m_tamberRequest;
+    TamberPlaylistParser* m_playlistParser;
+    uint32_t m_chunkListUpdateSeconds = 0;
+    int m_terminate = 0;
+    int m_streamIndex = 0;
+    int m_syncAltServer = 0;
+    tql_timer* m_workerLoopTimer;
+    tql_timer* m_consumeTimer;
+    tql_timer* m_refreshTimer;
     tamberChunk m_currentChunk;
     uint32_t m_decryptedChunkLength = 0;
+    uint64_t m_prevChunkTimestampMs = 0;
+    uint64_t m_firstChunkTimestampMs = 0;
+    uint64_t m_lastMarkerTimestampMs = 0;
+    int32_t m_currentSeqNum = 0;
     tql_channel_ctx m_channelCtx{};
     uint32_t m_streamBitRate = 0;
     int m_busy = 0;
-    int m_terminate = 0;
+    uint64_t m_pausedDurationMs = 0;
+    int m_firstMetadataDone = 0;
+    int m_tuneInPending = 0;
+    tql_list<tql_roles> m_chunkFileList;
+    uint64_t m_currentTrackTimestampMs = 0;
+    uint64_t m_showEndTimestampMs = 0;
+    tamberTime m_expireTimestamp[3];
+    int m_defaultStreamIndex = 2;
+    int m_requestedStreamIndex = 0;
+    tql_mutex m_streamMutex;
+    int m_indexFileRequired = 0;
+    uint64_t m_lastChunkListUpdateMs = 0;
+    tql_string m_defaultIcon;
+    int32_t m_cutLayerIndex = 0;
+    int32_t m_episodeLayerIndex = -1;
+    int32_t m_segmentLayerIndex = -1;
+    int m_state = StateNew;
+    int m_tokenErrorCount = 0;
+    uint32_t m_playTimeMs = 0;
     uint32_t m_bufferedMs = 0;
 
 private:
-    tql_core* m_core;
-    tql_timer* m_refreshTimer;
-    tamberTime m_expireTimestamp[3];
+    void resetForPlayback(const tokenRequestStrT& request);
+    void clearPlayback();
+    void armLoop(int periodMs);
+    void finalizeWithLastError();
+    int takeTuneResponse(int update);
+    void scanMarkerLayers();
+    int tokenFailure();
 };
 
 #endif

@@ -249,8 +249,8 @@ int tql_search(const char* text)
 
 int tql_checkGeoRestricted(const char* text)
 {
-    (void)text;
-    return contentFailure(nullptr);
+    tql_core* core = lazyCore();
+    return core ? core->checkGeoRestricted(text) : -1;
 }
 
 int tql_clearRecents(void)
@@ -350,13 +350,11 @@ int tql_freeStringList(tql_chainedStrings* head)
     return freeChain(head);
 }
 
-// Playback. The engine holds only the tune request and token so far and
-// cannot play; these give the results the surface defines for a core
-// without a playing engine.
+// Playback. The strict calls need a core made by tql_init.
 int tql_playChannel(tql_channel_ctx* ctx)
 {
-    (void)ctx;
-    return -1;
+    tql_core* core = tql_int_get_core();
+    return core && ctx ? core->playChannel(ctx) : -1;
 }
 
 int tql_stopChannel(void)
@@ -367,20 +365,20 @@ int tql_stopChannel(void)
 
 int tql_userPause(int pause)
 {
-    (void)pause;
-    return -1;
+    tql_core* core = tql_int_get_core();
+    return core ? core->userPause(pause) : -1;
 }
 
 int tql_selectStreamIndex(int index)
 {
-    (void)index;
-    return 0;
+    tql_core* core = tql_int_get_core();
+    return core ? core->selectStreamIndex(index) : 0;
 }
 
 int tql_triggerGoLive(void)
 {
-    lazyCore();
-    return 0;
+    tql_core* core = lazyCore();
+    return core ? core->triggerGoLive() : 0;
 }
 
 void tql_triggerChannelRefetch(void)
@@ -392,32 +390,26 @@ void tql_triggerChannelRefetch(void)
 
 int tql_getNextSegmentTime(char* buffer, int length)
 {
-    (void)buffer;
-    (void)length;
-    lazyCore();
-    return -1;
+    tql_core* core = lazyCore();
+    return core ? core->getNextSegmentTime(buffer, length) : -1;
 }
 
 int tql_getPrevSegmentTime(char* buffer, int length)
 {
-    (void)buffer;
-    (void)length;
-    lazyCore();
-    return -1;
+    tql_core* core = lazyCore();
+    return core ? core->getPrevSegmentTime(buffer, length) : -1;
 }
 
 int tql_getShowStartGuid(char* buffer, int length)
 {
-    (void)buffer;
-    (void)length;
-    lazyCore();
-    return -1;
+    tql_core* core = lazyCore();
+    return core ? core->getShowStartGuid(buffer, length) : -1;
 }
 
 int tql_getStreamBitrate(void)
 {
-    lazyCore();
-    return 0;
+    tql_core* core = lazyCore();
+    return core ? core->getStreamBitrate() : 0;
 }
 
 int tql_outputLatency(int latencyMs)
@@ -439,13 +431,14 @@ int tql_externalTimerTick(unsigned int elapsedMs)
 
 int tql_sendAudioData(void)
 {
-    return -1;
+    tql_core* core = tql_int_get_core();
+    return core ? core->sendAudioData() : -1;
 }
 
 int tql_on_playTimeChanged(unsigned int positionMs)
 {
-    (void)positionMs;
-    return -1;
+    tql_core* core = tql_int_get_core();
+    return core ? core->on_playTimeChanged(positionMs) : -1;
 }
 
 } // extern "C"
