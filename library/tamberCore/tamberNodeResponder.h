@@ -11,6 +11,9 @@
 
 class tql_core;
 class TamberRequest;
+class TQLChunk;
+struct TQLRelativeUrlsItem;
+struct tamberChunkName;
 
 // Results of the engine's operations (TamberErrorCodes are another set).
 enum tql_respondResult {
@@ -75,12 +78,23 @@ public:
     void requestNextClip() {}
     int sendAudioData();
 
-    // Stages of a turn that the chunk list, chunk download, metadata,
-    // consumption and clip parts of the engine carry out.
+    // The chunk list: index fetches and the entries that go on to download.
     int updateChunkList();
+    int getIndexFile();
+    int updateChunkFileList();
+    int appendNewChunks();
+    void appendNewChunksAccordingStartTime(tamberTime start, int limit, int replace);
+    int synchronizeChunkForAltServer();
+
+    // Chunk download and keys.
     int requestChunkDownload(int single);
+    int doDownloadChunk(tamberChunk& chunk, int single);
     int downloadFirstChunk();
     int requestContentKeys();
+    int bitRateSwitchCheck(const tamberChunk& chunk);
+
+    // Stages of a turn that the metadata, consumption and clip parts of the
+    // engine carry out.
     void handleMetadata(tamberChunk& chunk);
     void updateMetadata();
     void reportV2Consume(int current, int transition);
@@ -165,6 +179,13 @@ private:
     int takeTuneResponse(int update);
     void scanMarkerLayers();
     int tokenFailure();
+    tamberChunkName nameOf(const tql_roles& entry);
+    tql_roles withCurrentKeys(const tql_roles& entry) const;
+    int indexFileFailed();
+    int switchStreamAfterFailure(const tamberChunk& chunk);
+    int fetchKey(const tql_url& location, tql_bytearray& key);
+    int takeFourthKey(const TQL_HlsInfo& carrier, const tql_string& base);
+    void takeAfKey(const TQLChunk& af, const tql_list<TQLRelativeUrlsItem>& relative);
 };
 
 #endif
