@@ -3,6 +3,7 @@
 #include <cstring>
 
 #include "tamberCore.h"
+#include "tamberMetadata.h"
 #include "tamberResponse/tamberContent.h"
 #include "tamberResponse/tamberSessionHandlers.h"
 #include "tamberTypes/tamberDateTime.h"
@@ -135,6 +136,53 @@ int TamberCallback::notifyRefreshInfo(tql_moduleType module)
         return -1;
     }
     return m_onRefresh(m_hostContext, module);
+}
+
+int TamberCallback::handleAndSendMetadataCallback(const TamberMetadata& metadata)
+{
+    tql_metadata record;
+    memset(&record, 0, sizeof record);
+    for (const TamberMetadataRec& item : metadata.m_items) {
+        const char* text = item.value.c_str();
+        switch (item.type) {
+        case TamberMetadataRec::Title: record.title = text; break;
+        case TamberMetadataRec::Artist: record.artist = text; break;
+        case TamberMetadataRec::Album: record.album = text; break;
+        case TamberMetadataRec::ShowTitle: record.showTitle = text; break;
+        case TamberMetadataRec::ShowGuid: record.showGuid = text; break;
+        case TamberMetadataRec::Tag6: record.tag6Text = text; break;
+        case TamberMetadataRec::ArtworkUrl:
+            record.artworkUrl = text;
+            TQL_LOG(4, "New artwork url %s", text);
+            break;
+        default: break;
+        }
+    }
+    auto empty = [](const char* text) { return !text || !*text; };
+    if (empty(record.title) && empty(record.artist) && empty(record.album) && empty(record.artworkUrl) &&
+        empty(record.showTitle) && empty(record.showGuid)) {
+        TQL_LOG(2, "Getting empty metadata to propagate. Not propagating");
+        return -1;
+    }
+    if (!m_onMetadata || !m_hostContext) {
+        TQL_LOG(1, "Could not load callback (NULL pointer)");
+        return -1;
+    }
+    m_onMetadata(m_hostContext, &record);
+    return 1;
+}
+
+int TamberCallback::propagateTimebar(const tql_string& asset)
+{
+    if (!m_onTimebar || !m_hostContext || !m_core)
+        return -1;
+    tql_timebarData timebar;
+    memset(&timebar, 0, sizeof timebar);
+    m_core->getCurrentStreamer()->createTimebarInfo(&timebar, asset);
+    m_onTimebar(m_hostContext, &timebar);
+    if (timebar.segments)
+        tql_free(timebar.segments);
+    return 1;
 }
 
 int TamberCallback::clearTimebar()

@@ -9,6 +9,7 @@ class TQLResponse;
 class TQLContent;
 class TQLModuleResponseCarousel;
 class TQLModuleResponseSearch;
+class TamberMetadata;
 
 class tql_core;
 
@@ -46,6 +47,13 @@ public:
     int notifyErrorInfo(tql_errorNotification notification);
     int notifyRefreshInfo(tql_moduleType module);
 
+    // What is playing, to onMetadata; -1 when there is nothing to tell or
+    // nobody to tell it to.
+    int handleAndSendMetadataCallback(const TamberMetadata& metadata);
+
+    // The timebar of an asset as the engine builds it; the segments array
+    // lives for the callback. 1, or -1 when unregistered.
+    int propagateTimebar(const tql_string& asset);
     // A cleared timebar with the live flag; 1, or -1 when unregistered.
     int clearTimebar();
 

@@ -1,11 +1,7 @@
-// Stages of a loop turn that the metadata, consumption and clip parts of
-// the engine carry out. Until those are in place each gives the result that
-// lets a turn go on quietly: nothing to report.
+// Stages of a loop turn that the consumption and clip parts of the engine
+// carry out. Until those are in place each gives the result that lets a
+// turn go on quietly: nothing to report.
 #include "tamberNodeResponder.h"
-
-void CMTamberNodeResponder::handleMetadata(tamberChunk&) {}
-
-void CMTamberNodeResponder::updateMetadata() {}
 
 void CMTamberNodeResponder::reportV2Consume(int, int) {}
 

@@ -1,6 +1,7 @@
 #include "tamberNodeResponder.h"
 
 #include "tamberCore.h"
+#include "tamberDmcaRules.h"
 #include "tamberTypes/tamberDebug.h"
 
 namespace {
@@ -16,7 +17,8 @@ CMTamberNodeResponder::CMTamberNodeResponder(tql_core* core)
       m_playlistParser(new TamberPlaylistParser(*m_tamberRequest)),
       m_workerLoopTimer(new tql_timer(this, kWorkerTimerId, on_workerLoopTimeout)),
       m_consumeTimer(new tql_timer(this, kConsumeTimerId, on_consumeUpdateTimeout)),
-      m_refreshTimer(new tql_timer(this, kRefreshTimerId, on_refreshNotificationTimerTimeout))
+      m_refreshTimer(new tql_timer(this, kRefreshTimerId, on_refreshNotificationTimerTimeout)),
+      m_dmcaRules(new tql_dmcaRules())
 {
     m_tokenData.noopTimeoutMs = kFirstNoopTimeoutMs;
     uint64_t later = tamberTime().msecsSinceEpoch() + kNoExpiryMs;
@@ -34,6 +36,7 @@ CMTamberNodeResponder::~CMTamberNodeResponder()
     delete m_workerLoopTimer;
     delete m_consumeTimer;
     delete m_refreshTimer;
+    delete m_dmcaRules;
 }
 
 void CMTamberNodeResponder::setExpireTimestamp(tql_moduleType module, const tamberTime& expiry)

@@ -2,6 +2,7 @@
 #define TAMBER_NODE_RESPONDER_H
 
 #include "tamberChunk.h"
+#include "tamberMetadata.h"
 #include "tamberPlaylistParser.h"
 #include "tamberTokens.h"
 #include "tamberTypes/tamberDateTime.h"
@@ -12,6 +13,9 @@
 class tql_core;
 class TamberRequest;
 class TQLChunk;
+class TQLMarker;
+class TQLModuleResponseNowPlaying;
+class tql_dmcaRules;
 struct TQLRelativeUrlsItem;
 struct tamberChunkName;
 
@@ -26,6 +30,17 @@ enum tql_respondResult {
     respondRecoverable = -19,  // variant file unusable while audio is buffered
     respondPauseTooLong = -21, // the paused position left the live buffer
     clipNoMore = -30
+};
+
+// Results of the skip calls, into the host through the segment functions.
+enum tql_skipResult {
+    skipNoBuffer = -1,
+    skipNoTrack = -3,
+    skipDisallowed = -4,
+    skipBufferTooSmall = -8,
+    skipAlreadyLive = -17,
+    skipLimitReached = -118,
+    skipNoSegment = -119
 };
 
 enum tql_tuneType { tuneTypeLive = 0, tuneTypeStart = 1, tuneTypeTimeShifted = 2, tuneTypeClip = 3 };
@@ -93,10 +108,31 @@ public:
     int requestContentKeys();
     int bitRateSwitchCheck(const tamberChunk& chunk);
 
-    // Stages of a turn that the metadata, consumption and clip parts of the
-    // engine carry out.
+    // The metadata timeline and the timebar.
     void handleMetadata(tamberChunk& chunk);
     void updateMetadata();
+    TamberMetadata buildMetadata(const TQLMarker& marker);
+    TQLMarker findMarkerItemByTimestamp(unsigned long ms, int layer, int move);
+    TQLMarker findMarkerItemByAssetGUID(int layer, const tql_string& guid);
+    tql_string findAlbumArt(const TQLMarker& marker);
+    tql_string findConsumptionInfo(const TQLMarker& marker);
+    void checkDmcaAndTimebar(const TQLMarker& marker, TQLMarker& episode);
+    void createTimebarInfo(tql_timebarData* data, const tql_string& guid);
+    int on_playTimeChangedResponder(unsigned ms);
+    void propagateStreamMetadataResponder(const TamberMetadata& metadata);
+    void on_streamMetadataResponder(const TamberMetadata& metadata);
+
+    // Skipping: answers in the host's buffer, within the asset's rules.
+    int getNextSegment(char* buffer, int length);
+    int getPreviousSegment(char* buffer, int length);
+    tql_string findSkipMarkerLayerData(int forward, tql_string& time, int navClass, int markerType);
+    void triggerGoLive();
+    tql_string findShowLayerData();
+    int getShowStartGuid(char* buffer, int length);
+    void findShowStartEndTimestamp(tql_string& start, tql_string& end);
+
+    // Stages of a turn that the consumption and clip parts of the engine
+    // carry out.
     void reportV2Consume(int current, int transition);
     void reportV4Consume(int current, int transition);
     int tuneDravChannel(int update);
@@ -153,7 +189,9 @@ public:
     uint64_t m_pausedDurationMs = 0;
     int m_firstMetadataDone = 0;
     int m_tuneInPending = 0;
+    tql_list<TamberMetadata> m_metadataQueue;
     tql_list<tql_roles> m_chunkFileList;
+    tql_list<tamberTimePair_t> m_segmentTimestamps;
     uint64_t m_currentTrackTimestampMs = 0;
     uint64_t m_showEndTimestampMs = 0;
     tamberTime m_expireTimestamp[3];
@@ -161,7 +199,9 @@ public:
     int m_requestedStreamIndex = 0;
     tql_mutex m_streamMutex;
     int m_indexFileRequired = 0;
+    tql_dmcaRules* m_dmcaRules; // lives as long as the engine: allowances survive a retune
     uint64_t m_lastChunkListUpdateMs = 0;
+    tql_string m_skipDirection;
     tql_string m_defaultIcon;
     int32_t m_cutLayerIndex = 0;
     int32_t m_episodeLayerIndex = -1;
@@ -178,6 +218,12 @@ private:
     void finalizeWithLastError();
     int takeTuneResponse(int update);
     void scanMarkerLayers();
+    const TQLModuleResponseNowPlaying* tunedRecord(const char* badResponse, const char* noModule,
+                                                   const char* castFail) const;
+    void queueNewMarkers(const tql_list<TQLMarker>& markers, const tamberChunk& chunk);
+    void fillTimebarSegments(tql_timebarData* data);
+    int layerOf(int markerType) const;
+    int limitReached(char* buffer, int length, const tql_string& guid, bool forward);
     int tokenFailure();
     tamberChunkName nameOf(const tql_roles& entry);
     tql_roles withCurrentKeys(const tql_roles& entry) const;

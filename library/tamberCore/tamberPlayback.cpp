@@ -86,31 +86,32 @@ int tql_core::selectStreamIndex(int index)
     return 1;
 }
 
-// Going live and segment skipping belong to the skip rules, which this
-// engine does not hold yet: nothing to do, and no answer in the buffer.
 int tql_core::triggerGoLive()
 {
-    return 0;
+    m_streamer->triggerGoLive();
+    return 1;
 }
 
-int tql_core::getNextSegmentTime(char*, int)
+// Clip channels step between clips, which the clip sequencer holds; there
+// is none to step to here.
+int tql_core::getNextSegmentTime(char* buffer, int length)
 {
-    return -1;
+    return m_streamer->getMode() == 2 ? -1 : m_streamer->getNextSegment(buffer, length);
 }
 
-int tql_core::getPrevSegmentTime(char*, int)
+int tql_core::getPrevSegmentTime(char* buffer, int length)
 {
-    return -1;
+    return m_streamer->getMode() == 2 ? -1 : m_streamer->getPreviousSegment(buffer, length);
 }
 
-int tql_core::getShowStartGuid(char*, int)
+int tql_core::getShowStartGuid(char* buffer, int length)
 {
-    return -1;
+    return m_streamer->getShowStartGuid(buffer, length);
 }
 
 int tql_core::on_playTimeChanged(unsigned positionMs)
 {
-    m_streamer->m_playTimeMs = positionMs;
+    m_streamer->on_playTimeChangedResponder(positionMs);
     return 1;
 }
 

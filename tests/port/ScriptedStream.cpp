@@ -87,8 +87,8 @@ std::string ScriptedStream::tuneReply() const
     const char* type = onDemand ? "AOD" : "Live";
     const char* root = onDemand ? "aodData" : "liveChannelData";
     return serviceReply(std::string(R"({"moduleArea":"NowPlayingTimelineFeed","moduleType":")") + type +
-                        R"(","updateFrequency":)" + std::to_string(tokenSeconds) + R"(,"moduleResponse":{")" + root + R"(":{"hlsAudioInfos":[)" + infos +
-                        "]}}}");
+                        R"(","updateFrequency":)" + std::to_string(tokenSeconds) + R"(,"moduleResponse":{")" + root + R"(":{"hlsAudioInfos":[)" + infos + "]" +
+                        (timeline.empty() ? "" : "," + timeline) + "}}}");
 }
 
 void ScriptedStream::install() const

@@ -24,6 +24,7 @@ public:
     bool onDemand = false;    // the tune answers as an episode
     int tokenSeconds = 600;   // how long the tune's URLs stay good
     int noopSeconds = 600;    // the no-op period the service asks for
+    std::string timeline;     // more members of the tune's data: marker lists, cue points
     size_t pieceSize = 1460;  // chunks arrive in pieces of this size
     std::string firstProgramTime = "2023-11-14T22:10:00.000+00:00";
     // Key 1 is the device's fixed key: a token renewal puts the fixed key
