@@ -4,10 +4,11 @@
 set -euo pipefail
 
 packages=(
-  cmake ninja-build g++ clang libclang-rt-dev pkg-config binutils python3 tzdata curl coreutils
+  cmake ninja-build g++ clang libclang-rt-dev pkg-config binutils python3 tzdata curl coreutils time
   libyajl-dev
   libgtest-dev libgmock-dev libbenchmark-dev
   libcurl4-openssl-dev libssl-dev libcpp-httplib-dev
+  faad
 )
 
 missing=()

@@ -1,6 +1,9 @@
 // tqlplay: a command-line host of libtqllib. Logs in, lists the line-up and
-// the tile lists: favorites, recents, recommendations and search results.
+// the tile lists (favorites, recents, recommendations, search results), and
+// plays a channel or an episode to a file as a device would.
 #include <sys/stat.h>
+
+#include "player.h"
 
 #include <algorithm>
 #include <cstdio>
@@ -96,6 +99,17 @@ void usage(FILE* out)
             "  recents               ... and print what the account played lately\n"
             "  foryou                ... and print the recommendations\n"
             "  search TEXT           ... and print the channels and shows matching TEXT\n"
+            "  play CHANNEL          ... and play a live channel (its id) to a file\n"
+            "\n"
+            "play options:\n"
+            "  --seconds N     stop after N seconds of audio (default 20)\n"
+            "  --out FILE|-    where the ADTS AAC stream goes (default tqlplay.aac; - for stdout)\n"
+            "  --fast          take audio as fast as it comes instead of at playing speed\n"
+            "  --episode CAID  play the on-demand episode with this access control id instead\n"
+            "  --start TIME    start at this stream time (\"YYYY-MM-DDTHH:MM:SS.mmm+00:00\"), with --asset\n"
+            "  --asset GUID    the asset that holds the start time\n"
+            "  --fixed-key HEX the device's fixed key (default the simulator's)\n"
+            "  --give-up N     end the playback after N seconds without audio (default 60)\n"
             "\n"
             "Tile lists print one row per tile (type, id, name, description, first image\n"
             "URL) or \"(none)\" for an empty list.\n"
@@ -280,6 +294,8 @@ int main(int argc, char** argv)
     const char* home = getenv("HOME");
     std::string account = std::string(home ? home : ".") + "/.tqlplay-account";
     int logLevel = 0;
+    tqlplay::PlayOptions options;
+    std::string fixedKey = tqlplay::kDefaultFixedKey;
     std::vector<std::string> args;
     for (int i = 1; i < argc; ++i) {
         std::string a = argv[i];
@@ -295,6 +311,26 @@ int main(int argc, char** argv)
                 account = value;
             else
                 logLevel = atoi(value.c_str());
+        } else if (a == "--fast") {
+            options.fast = true;
+        } else if ((a == "--seconds" || a == "--out" || a == "--episode" || a == "--start" || a == "--asset" ||
+                    a == "--fixed-key" || a == "--give-up") &&
+                   i + 1 < argc) {
+            std::string value = argv[++i];
+            if (a == "--seconds")
+                options.seconds = atoi(value.c_str());
+            else if (a == "--out")
+                options.out = value;
+            else if (a == "--episode")
+                options.episode = value;
+            else if (a == "--start")
+                options.start = value;
+            else if (a == "--asset")
+                options.asset = value;
+            else if (a == "--give-up")
+                options.giveUpSeconds = atoi(value.c_str());
+            else
+                fixedKey = value;
         } else if (a.rfind("--", 0) == 0) {
             fprintf(stderr, "tqlplay: unknown option %s\n", a.c_str());
             usage(stderr);
@@ -307,6 +343,7 @@ int main(int argc, char** argv)
     tqlhost_set_config_url(service.c_str());
     tqlhost_set_account_file(account.c_str());
     tqlhost_set_device("tqlplay", "linux", "tqlplay-device");
+    tqlhost_set_fixed_key(fixedKey.c_str());
 
     if (args.size() == 3 && args[0] == "login")
         return login(args[1].c_str(), args[2].c_str());
@@ -320,6 +357,14 @@ int main(int argc, char** argv)
         return tileList(TileList::ForYou);
     if (args.size() == 2 && args[0] == "search")
         return search(args[1]);
+    if (args.size() == 2 && args[0] == "play") {
+        options.channel = args[1];
+        if (options.seconds <= 0) {
+            fprintf(stderr, "tqlplay: --seconds needs a positive number\n");
+            return 2;
+        }
+        return tqlplay::play(options);
+    }
     usage(stderr);
     return 2;
 }
