@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # The main job on a fresh machine: build, start the service simulator on a
-# free loopback port, log in with the catalog's demo account and print the
-# line-up with tqlplay.
+# free loopback port, log in with the catalog's demo account, print the
+# line-up and play a channel for 20 seconds into tqlplay-demo.aac.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
@@ -24,3 +24,5 @@ echo "service simulator at $service"
 play() { ./build/tools/tqlplay --service "$service" --account "$work/account" "$@"; }
 play login demo demo
 play channels
+play play tonelab2 --seconds 20 --out tqlplay-demo.aac
+echo "Listen with any player that reads ADTS AAC, e.g.: ffplay tqlplay-demo.aac"

@@ -8,7 +8,7 @@ packages=(
   libyajl-dev
   libgtest-dev libgmock-dev libbenchmark-dev
   libcurl4-openssl-dev libssl-dev libcpp-httplib-dev
-  faad
+  faad openssl
 )
 
 missing=()

@@ -1,7 +1,10 @@
 #include "catalog.h"
 
+#include "hls.h"
+
 #include <yajl/yajl_tree.h>
 
+#include <cctype>
 #include <fstream>
 #include <memory>
 #include <set>
@@ -148,6 +151,92 @@ Show readShow(yajl_val v)
     return s;
 }
 
+SkipRules readRules(yajl_val v, const SkipRules& defaults)
+{
+    SkipRules r;
+    r.irNavClass = text(v, "irNavClass", defaults.irNavClass);
+    r.playOnSelect = text(v, "playOnSelect", defaults.playOnSelect);
+    r.maxFwdSkips = number(v, "maxFwdSkips", defaults.maxFwdSkips);
+    r.maxBackSkips = number(v, "maxBackSkips", defaults.maxBackSkips);
+    r.fwdSkipDur = number(v, "fwdSkipDur", defaults.fwdSkipDur);
+    r.backSkipDur = number(v, "backSkipDur", defaults.backSkipDur);
+    return r;
+}
+
+// Track files are named relative to the catalog's folder.
+Track readTrack(yajl_val v, const std::string& folder)
+{
+    Track t;
+    t.file = text(v, "file");
+    if (!t.file.empty() && t.file[0] != '/')
+        t.file = folder + t.file;
+    t.guid = text(v, "guid");
+    t.title = text(v, "title");
+    t.artist = text(v, "artist");
+    t.album = text(v, "album");
+    t.art = text(v, "art");
+    return t;
+}
+
+Episode readEpisode(yajl_val v)
+{
+    Episode e;
+    e.caId = text(v, "caId");
+    e.guid = text(v, "guid");
+    e.title = text(v, "title");
+    e.description = text(v, "description");
+    e.show = text(v, "show");
+    e.start = text(v, "start");
+    e.rules = readRules(member(v, "rules"), SkipRules());
+    return e;
+}
+
+// Ids that go into stream URLs and chunk names: no path, dot or underscore,
+// which would change how the name reads.
+bool urlSafe(const std::string& id)
+{
+    if (id.empty())
+        return false;
+    for (char c : id)
+        if (!std::isalnum(static_cast<unsigned char>(c)) && c != '-')
+            return false;
+    return true;
+}
+
+bool checkPlayback(Catalog& cat, const std::string& fixedKeyHex, std::string& error)
+{
+    if (cat.tokenSeconds < 1 || cat.tokenSeconds > 86400) {
+        error = "tokenSeconds must be 1 to 86400";
+        return false;
+    }
+    if (!cat.tracks.empty() && !hexKey(fixedKeyHex, cat.fixedKey)) {
+        error = "fixedKey must be 32 hex digits when there are tracks";
+        return false;
+    }
+    std::set<std::string> caIds;
+    for (Episode& e : cat.episodes) {
+        if (!urlSafe(e.caId) || !caIds.insert(e.caId).second) {
+            error = "episode '" + e.title + "' has a caId that is missing, taken, or not letters, digits and '-'";
+            return false;
+        }
+        if (!cat.findShow(e.show)) {
+            error = "episode '" + e.caId + "' names unknown show '" + e.show + "'";
+            return false;
+        }
+        if (!parseProgramTime(e.start, e.startMs)) {
+            error = "episode '" + e.caId + "' has no start time of the form 2024-03-01T09:00:00.000+00:00";
+            return false;
+        }
+    }
+    for (const Track& t : cat.tracks) {
+        if (t.file.empty() || t.guid.empty()) {
+            error = "track '" + t.title + "' has no file or guid";
+            return false;
+        }
+    }
+    return true;
+}
+
 // Every guid of a tile list must name a channel or a show; recents only
 // channels, since the library keeps no show tile of that list.
 bool checkTiles(const Catalog& cat, const std::vector<std::string>& guids, bool channelsOnly,
@@ -240,6 +329,22 @@ const Channel* Catalog::findChannel(const std::string& guid) const
     return nullptr;
 }
 
+const Channel* Catalog::findChannelById(const std::string& id) const
+{
+    for (const Channel& ch : channels)
+        if (ch.id == id)
+            return &ch;
+    return findChannel(id);
+}
+
+const Episode* Catalog::findEpisode(const std::string& caId) const
+{
+    for (const Episode& e : episodes)
+        if (e.caId == caId)
+            return &e;
+    return nullptr;
+}
+
 const Show* Catalog::findShow(const std::string& guid) const
 {
     for (const Show& s : shows)
@@ -263,6 +368,8 @@ void Catalog::rewriteBase(const std::string& baseUrl)
     }
     for (Show& s : shows)
         rewrite(s.logo, baseUrl);
+    for (Track& t : tracks)
+        rewrite(t.art, baseUrl);
 }
 
 bool loadCatalog(const std::string& path, Catalog& out, std::string& error)
@@ -299,7 +406,15 @@ bool loadCatalog(const std::string& path, Catalog& out, std::string& error)
     yajl_val forYou = member(root.get(), "forYou");
     cat.forYou.title = text(forYou, "title", "For you");
     cat.forYou.items = texts(forYou, "items");
-    if (!check(cat, error)) {
+    cat.tokenSeconds = number(root.get(), "tokenSeconds", 120);
+    size_t slash = path.rfind('/');
+    const std::string folder = slash == std::string::npos ? "" : path.substr(0, slash + 1);
+    for (yajl_val v : items(root.get(), "tracks"))
+        cat.tracks.push_back(readTrack(v, folder));
+    cat.liveRules = readRules(member(root.get(), "liveRules"), SkipRules());
+    for (yajl_val v : items(root.get(), "episodes"))
+        cat.episodes.push_back(readEpisode(v));
+    if (!check(cat, error) || !checkPlayback(cat, text(root.get(), "fixedKey"), error)) {
         error = path + ": " + error;
         return false;
     }

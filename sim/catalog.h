@@ -1,8 +1,10 @@
 // The simulator's content: accounts with their favorites and recents, the
-// category tree, the channels, the shows and the for-you list.
+// category tree, the channels, the shows, the for-you list, and what is
+// played: the audio tracks, the on-demand episodes and the device key.
 // Loaded once at start and read-only afterwards, so it needs no lock.
 #pragma once
 
+#include <cstdint>
 #include <string>
 #include <vector>
 
@@ -60,9 +62,41 @@ struct TileCarousel {
     std::vector<std::string> items;  // guids of channels and shows
 };
 
+// What a listener may skip in an episode, as the service sends it.
+struct SkipRules {
+    std::string irNavClass = "UNRESTRICTED";
+    std::string playOnSelect = "Newest";
+    int maxFwdSkips = 0, maxBackSkips = 0;
+    int fwdSkipDur = 0, backSkipDur = 0;  // windows, in units of five minutes
+};
+
+// One track of the audio loop, and what its "cut" markers say of it.
+struct Track {
+    std::string file;  // path of the ADTS file, resolved against the catalog's folder
+    std::string guid, title, artist, album;
+    std::string art;   // album art URL
+};
+
+// An on-demand episode: the audio loop played once from its start.
+struct Episode {
+    std::string caId;  // access control id, also the asset name of its chunks
+    std::string guid, title, description;
+    std::string show;  // guid of a show
+    std::string start; // program time of its first chunk
+    int64_t startMs = 0;
+    SkipRules rules;
+};
+
 struct Catalog {
     std::string lineupVersion;
     int updateFrequency = 60;  // seconds, for the no-op and login replies
+    int tokenSeconds = 120;    // how long the streaming URLs of a tune stay good
+    // Key 1 of every stream. The library sets key 1 to the device's fixed key
+    // at each token renewal, so the two have to be the same.
+    std::string fixedKey;  // 16 bytes
+    std::vector<Track> tracks;
+    SkipRules liveRules;
+    std::vector<Episode> episodes;
     std::vector<Account> accounts;
     std::vector<SuperCategory> superCategories;
     std::vector<Channel> channels;
@@ -72,6 +106,9 @@ struct Catalog {
     const Account* findAccount(const std::string& user) const;
     const Category* findCategory(const std::string& key) const;
     const Channel* findChannel(const std::string& guid) const;
+    // By channel id, or else by guid.
+    const Channel* findChannelById(const std::string& id) const;
+    const Episode* findEpisode(const std::string& caId) const;
     const Show* findShow(const std::string& guid) const;
     // Replaces the "{{BASE}}" placeholder in every URL and image link by the
     // given address.

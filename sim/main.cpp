@@ -2,6 +2,7 @@
 // tests. It listens on 127.0.0.1, answers the library's requests from a
 // catalog file, and can be told to misbehave (see README.md).
 
+#include "audio_loop.h"
 #include "catalog.h"
 #include "json_writer.h"
 #include "service.h"
@@ -49,7 +50,8 @@ void usage(FILE* to)
     std::fprintf(to,
                  "usage: tqlsim [--port N] [--catalog FILE] [--fault NAME[=VALUE]]... [--quiet]\n"
                  "faults: latency=MS http500[=N] drop[=N] truncate[=N] invalidjson[=N]\n"
-                 "        notify[=N] expire expire-after=N elsewhere=USER lockout=SECONDS\n");
+                 "        notify[=N] expire expire-after=N elsewhere=USER lockout=SECONDS\n"
+                 "        wrongkey[=0|1] chunk404[=N] indexfail=primary|secondary|both|none\n");
 }
 
 // Accepts "--name value" and "--name=value".
@@ -329,6 +331,16 @@ int main(int argc, char** argv)
         std::fprintf(stderr, "tqlsim: %s\n", error.c_str());
         return 2;
     }
+    AudioLoop audio;
+    if (!catalog.tracks.empty()) {
+        std::vector<std::string> files;
+        for (const Track& t : catalog.tracks)
+            files.push_back(t.file);
+        if (!audio.load(files, error)) {
+            std::fprintf(stderr, "tqlsim: %s\n", error.c_str());
+            return 2;
+        }
+    }
     SimState state;
     for (const std::string& f : opt.faults)
         if (!applyFaultText(state, f))
@@ -357,7 +369,7 @@ int main(int argc, char** argv)
     }
     const std::string base = "http://127.0.0.1:" + std::to_string(port);
     catalog.rewriteBase(base);
-    Service service(catalog, state, base);
+    Service service(catalog, audio, state, base);
     configureServer(svr, service, state, opt.quiet);
 
     std::atomic<bool> listenEnded{false};

@@ -39,6 +39,7 @@ const char* messageText(int code)
     case 201: return "Authentication required";
     case 204: return "Logged in on another device";
     case 208: return "Invalid or expired session";
+    case 309: return "Content not available";
     case 600: return "Bad request";
     case 5140: return "No active subscription";
     case 5200: return "Account payment past due";
@@ -188,6 +189,12 @@ std::string wallClock(int fromNowSeconds = 0)
                   tm.tm_mon + 1, tm.tm_mday, tm.tm_hour, tm.tm_min, tm.tm_sec,
                   static_cast<int>(ms % 1000));
     return buf;
+}
+
+int64_t nowMs()
+{
+    auto now = std::chrono::system_clock::now().time_since_epoch();
+    return std::chrono::duration_cast<std::chrono::milliseconds>(now).count();
 }
 
 std::string param(const httplib::Request& req, const char* name)
@@ -369,8 +376,8 @@ Reply plainError(int http, const std::string& text)
     return r;
 }
 
-Service::Service(const Catalog& catalog, SimState& state, const std::string& baseUrl)
-    : catalog_(catalog), state_(state), base_(baseUrl)
+Service::Service(const Catalog& catalog, const AudioLoop& audio, SimState& state, const std::string& baseUrl)
+    : catalog_(catalog), state_(state), base_(baseUrl), playback_(catalog, audio, state, baseUrl)
 {
 }
 
@@ -395,6 +402,8 @@ Reply Service::handle(const httplib::Request& req)
         {"GET", "/rest/v2/experience/modules/get/geolocation", &Service::geolocation},
         {"GET", "/rest/v2/experience/modules/get/discover-channel-list", &Service::programData},
         {"GET", "/rest/v1/shows", &Service::episodes},
+        {"GET", "/rest/v4/experience/modules/tune/now-playing-live", &Service::tuneLive},
+        {"GET", "/rest/v2/experience/modules/tune/now-playing-aod", &Service::tuneOnDemand},
     };
     for (const Route& r : routes) {
         if (req.path != r.path)
@@ -405,6 +414,8 @@ Reply Service::handle(const httplib::Request& req)
     }
     if (req.method == "GET" && req.path.compare(0, 8, "/images/") == 0)
         return image(req);
+    if (req.method == "GET" && req.path.compare(0, 5, "/hls/") == 0)
+        return playback_.file(req, nowMs());
     return plainError(404, "not found");
 }
 
@@ -737,6 +748,35 @@ Reply Service::episodes(const httplib::Request& req)
     w.endArray().endObject().endObject().endObject();
     w.endArray().endObject();
     return json(w.str());
+}
+
+// A live tune names the channel by its id. Start times ("timestamp") and
+// output modes are not read: the timeline always spans the large index
+// file, and the library finds a start time in the index itself.
+Reply Service::tuneLive(const httplib::Request& req)
+{
+    Reply r;
+    if (sessionRejected(req, r))
+        return r;
+    const Channel* channel = catalog_.findChannelById(param(req, "channelId"));
+    if (!channel || !playback_.playable(*channel))
+        return failure(309);
+    int64_t now = nowMs();
+    return json(envelope(1, {100}, [&](JsonWriter& w) { playback_.liveModule(w, *channel, now); }));
+}
+
+// An episode is found by its access control id alone; the channel the
+// library sends with it is not checked.
+Reply Service::tuneOnDemand(const httplib::Request& req)
+{
+    Reply r;
+    if (sessionRejected(req, r))
+        return r;
+    const Episode* episode = catalog_.findEpisode(param(req, "caId"));
+    if (!episode || !playback_.playable())
+        return failure(309);
+    int64_t now = nowMs();
+    return json(envelope(1, {100}, [&](JsonWriter& w) { playback_.onDemandModule(w, *episode, now); }));
 }
 
 Reply Service::image(const httplib::Request&)

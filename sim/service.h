@@ -3,26 +3,19 @@
 #pragma once
 
 #include "catalog.h"
+#include "playback.h"
+#include "reply.h"
 #include "sim_state.h"
 
 #include <httplib.h>
 
 #include <string>
-#include <utility>
-#include <vector>
 
 namespace tqlsim {
 
-struct Reply {
-    int http = 200;
-    std::string body;
-    std::string contentType = "application/json";
-    std::vector<std::pair<std::string, std::string>> headers;
-};
-
 class Service {
 public:
-    Service(const Catalog& catalog, SimState& state, const std::string& baseUrl);
+    Service(const Catalog& catalog, const AudioLoop& audio, SimState& state, const std::string& baseUrl);
 
     // Answers one request of the service's paths; unknown paths give 404.
     Reply handle(const httplib::Request& req);
@@ -42,6 +35,8 @@ private:
     Reply programData(const httplib::Request& req);
     Reply episodes(const httplib::Request& req);
     Reply image(const httplib::Request& req);
+    Reply tuneLive(const httplib::Request& req);
+    Reply tuneOnDemand(const httplib::Request& req);
 
     // Gives an error reply when the request's session is not valid; the
     // session's user goes to `user` when given.
@@ -51,11 +46,7 @@ private:
     const Catalog& catalog_;
     SimState& state_;
     std::string base_;
+    Playback playback_;
 };
-
-// HTTP 500 with an envelope of status 0, for the http500 fault.
-Reply serverErrorReply();
-// {"error": text} with the given HTTP status.
-Reply plainError(int http, const std::string& text);
 
 }  // namespace tqlsim

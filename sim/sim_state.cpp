@@ -18,6 +18,7 @@ const int kMaxCount = 1000000;
 const int kMaxLockoutSeconds = 86400;
 const int kBadLoginsBeforeLockout = 3;
 const char* const kOtherPaths = "(other)";
+const std::string kStreamPrefix = "/hls/";
 
 // Reads a whole decimal number in [lo, hi]; an empty text gives `empty`.
 bool parseNumber(const std::string& text, int empty, int lo, int hi, int& out)
@@ -65,6 +66,14 @@ std::string SimState::applyFault(const std::string& name, const std::string& val
         faults_.expireAfter = n;
     } else if (name == "expire") {
         expireAllLocked();
+    } else if (name == "wrongkey") {
+        if (!parseNumber(value, 1, 0, 1, n))
+            return "wrongkey takes 1 (on, the default) or 0 (off)";
+        faults_.wrongKey = n == 1;
+    } else if (name == "indexfail") {
+        if (value != "primary" && value != "secondary" && value != "both" && value != "none")
+            return "indexfail needs primary, secondary, both or none";
+        faults_.indexFail = value == "none" ? "" : value;
     } else if (name == "elsewhere") {
         if (value.empty())
             return "elsewhere needs a user name";
@@ -75,6 +84,7 @@ std::string SimState::applyFault(const std::string& name, const std::string& val
                       : name == "truncate"    ? &faults_.truncate
                       : name == "invalidjson" ? &faults_.invalidJson
                       : name == "notify"      ? &faults_.notify
+                      : name == "chunk404"    ? &faults_.chunk404
                                               : nullptr;
         if (!target)
             return "unknown fault '" + name + "'";
@@ -99,6 +109,7 @@ void SimState::resetAll()
     badLogins_.clear();
     counts_.clear();
     last_.clear();
+    hlsCounts_.clear();
     total_ = 0;
 }
 
@@ -117,6 +128,30 @@ FaultPlan SimState::takeFaultPlan()
     return plan;
 }
 
+bool SimState::wrongKey()
+{
+    std::lock_guard<std::mutex> lock(mu_);
+    return faults_.wrongKey;
+}
+
+bool SimState::takeChunk404()
+{
+    std::lock_guard<std::mutex> lock(mu_);
+    return take(faults_.chunk404);
+}
+
+bool SimState::indexFails(const std::string& server)
+{
+    std::lock_guard<std::mutex> lock(mu_);
+    return faults_.indexFail == "both" || faults_.indexFail == server;
+}
+
+void SimState::countHls(const std::string& server, HlsFile kind)
+{
+    std::lock_guard<std::mutex> lock(mu_);
+    ++hlsCounts_[server][kind];
+}
+
 int SimState::countTowardsExpiry()
 {
     std::lock_guard<std::mutex> lock(mu_);
@@ -132,6 +167,10 @@ void SimState::record(const std::string& path, const std::string& method,
 {
     std::lock_guard<std::mutex> lock(mu_);
     ++total_;
+    // Every chunk has a path of its own: stream files would soon fill the
+    // table. They are counted by kind under "hls" instead.
+    if (path.compare(0, kStreamPrefix.size(), kStreamPrefix) == 0)
+        return;
     bool known = counts_.count(path) != 0;
     const std::string& key = known || counts_.size() < kMaxPaths ? path : kOtherPaths;
     ++counts_[key];
@@ -175,7 +214,21 @@ std::string SimState::stateJson()
         .field("notify", faults_.notify)
         .field("lockout", faults_.lockoutSeconds)
         .field("expire-after", faults_.expireAfter)
+        .field("wrongkey", faults_.wrongKey)
+        .field("chunk404", faults_.chunk404)
+        .field("indexfail", faults_.indexFail.empty() ? "none" : faults_.indexFail)
         .endObject();
+    w.key("hls").beginObject();
+    for (const char* server : {"primary", "secondary"}) {
+        std::map<HlsFile, long>& c = hlsCounts_[server];
+        w.key(server).beginObject();
+        w.field("variant", static_cast<long long>(c[HlsFile::Variant]));
+        w.field("index", static_cast<long long>(c[HlsFile::Index]));
+        w.field("key", static_cast<long long>(c[HlsFile::Key]));
+        w.field("chunk", static_cast<long long>(c[HlsFile::Chunk]));
+        w.endObject();
+    }
+    w.endObject();
     w.endObject();
     return w.str();
 }

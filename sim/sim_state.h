@@ -19,7 +19,16 @@ struct Faults {
     int http500 = 0, drop = 0, truncate = 0, invalidJson = 0, notify = 0;
     int lockoutSeconds = 300;
     int expireAfter = 0;  // requests left until every session then known ends; 0 = off
+    // Playback: key files serve a wrong key; the next chunk requests get
+    // 404; the index files of one server ("primary", "secondary", "both")
+    // answer 500.
+    bool wrongKey = false;
+    int chunk404 = 0;
+    std::string indexFail;
 };
+
+// The kinds of stream file, counted per server for the tests.
+enum class HlsFile { Variant, Index, Key, Chunk };
 
 // What happens to one reply, decided when its request arrives.
 struct FaultPlan {
@@ -42,14 +51,21 @@ public:
     void resetFaults();
     void resetAll();
     FaultPlan takeFaultPlan();
+    // Playback faults, asked when a stream file is served.
+    bool wrongKey();
+    bool takeChunk404();
+    bool indexFails(const std::string& server);
     // Counts one handled request against expire-after. Gives the number of
     // sessions it ended when this was the last one counted, else -1.
     int countTowardsExpiry();
 
-    // Traffic record, for the tests.
+    // Traffic record, for the tests. Stream files (/hls/) count in the
+    // total only; countHls keeps their numbers.
     void record(const std::string& path, const std::string& method,
                 const std::string& query, const std::string& body);
     bool lastRequest(const std::string& path, LastRequest& out);
+    // Counts a stream file served, or refused, on "primary" or "secondary".
+    void countHls(const std::string& server, HlsFile kind);
     std::string stateJson();
 
     // Sessions. A new session of a user sends the older ones "elsewhere".
@@ -88,6 +104,7 @@ private:
     std::map<std::string, long> counts_;
     std::map<std::string, LastRequest> last_;
     long total_ = 0;
+    std::map<std::string, std::map<HlsFile, long>> hlsCounts_;
     std::mt19937_64 rng_;
 };
 

@@ -21,8 +21,12 @@ fail() {
 }
 
 # The simulator logs each request to $work/sim.err.
-start_sim() {
-  "$sim_bin" --port 0 --catalog "$catalog" "$@" > "$work/sim.out" 2> "$work/sim.err" &
+start_sim() { start_sim_with "$catalog" "$@"; }
+
+start_sim_with() {
+  local with=$1
+  shift
+  "$sim_bin" --port 0 --catalog "$with" "$@" > "$work/sim.out" 2> "$work/sim.err" &
   sim_pid=$!
   for _ in $(seq 200); do
     grep -q 'listening on' "$work/sim.out" 2>/dev/null && break
@@ -43,7 +47,7 @@ settle_log() {
   local total
   total=$(state_value 's["total"]')
   for _ in $(seq 100); do
-    [ "$(grep -cE '^tqlsim: [A-Z]+ /(rest|images)/' "$work/sim.err")" -ge "$total" ] && return
+    [ "$(grep -cE '^tqlsim: [A-Z]+ /(rest|images|hls)/' "$work/sim.err")" -ge "$total" ] && return
     sleep 0.05
   done
   fail "simulator log lacks requests"
@@ -59,6 +63,50 @@ play() {
   timeout 60 "$play_bin" --service "$service" --account "$work/account" "$@" > "$work/out" 2>&1
   status=$?
   [ $status -ne 124 ] || fail "tqlplay hung: $*"
+}
+
+fixture="$(dirname "$catalog")/../fixture"
+tracks=("$fixture/track1.aac" "$fixture/track2.aac" "$fixture/track3.aac")
+
+# The written stream: it decodes without an error, it is a contiguous run of
+# the fixture's frames (no ID3, no gap, no repeat), its length lies between
+# MIN and MAX seconds, and every "Now playing" line names the track that the
+# audio holds at the position the line shows. FIRST, when given, is the
+# fixture frame the audio must start at.
+expect_audio() {
+  local min=$1 max=$2 first=${3:-}
+  faad -o /dev/null "$work/audio.aac" > "$work/faad.out" 2>&1 || fail "faad could not decode the output"
+  ! grep -qi "error" "$work/faad.out" || fail "faad: $(grep -i error "$work/faad.out" | head -1)"
+  python3 "$(dirname "$catalog")/../../scripts/check-adts.py" "$work/audio.aac" "${tracks[@]}" > "$work/adts.out" ||
+    fail "the output is not the fixture's frames: $(cat "$work/adts.out")"
+  python3 - "$work/adts.out" "$work/out" "$min" "$max" "$first" <<'PY' || fail "audio or metadata out of place: $(cat "$work/adts.out")"
+import re, sys
+adts, out, low, high, first = sys.argv[1:]
+fields = dict(f.split("=") for f in open(adts).read().split())
+seconds, start = float(fields["seconds"]), int(fields["first"])
+assert float(low) <= seconds <= float(high), f"{seconds} s written"
+assert not first or start == int(first), f"starts at frame {start}"
+FRAME, PER_TRACK, LOOP = 0.064, 375, 1125
+lines = re.findall(r"\[(\d+):(\d+)\] Now playing: Chirp (\d)", open(out).read())
+assert lines, "no track was announced"
+for mm, ss, title in lines:
+    # The line shows whole seconds; the track is the one heard just after.
+    at = int(mm) * 60 + int(ss) + 0.9
+    heard = (start + int(at / FRAME)) % LOOP // PER_TRACK + 1
+    assert heard == int(title), f"Chirp {title} announced at {mm}:{ss}, Chirp {heard} is heard"
+print(f"{seconds} s from frame {start}, {len(lines)} tracks announced")
+PY
+}
+
+# A playback in the background, for scenarios that act on it while it runs.
+play_in_background() {
+  timeout 90 "$play_bin" --service "$service" --account "$work/account" "$@" > "$work/out" 2>&1 &
+  play_pid=$!
+}
+
+wait_play() {
+  wait "$play_pid"; status=$?
+  [ $status -ne 124 ] || fail "tqlplay hung"
 }
 
 expect_status() { [ "$status" -eq "$1" ] || fail "exit status $status, expected $1"; }
@@ -322,6 +370,75 @@ first("page-name=favorites_norvale", login + 1)
 ' 2> /dev/null || fail "the library did not log in again after the expiry"
   [ "$(state_value 's["sessions"]["valid"], s["faults"]["expire-after"]')" = "1 0" ] ||
     fail "state after the run: $(sim_state)"
+  ;;
+play_live)
+  start_sim --quiet
+  login_demo
+  play play tonelab2 --fast --seconds 20 --give-up 30 --out "$work/audio.aac"
+  expect_status 0
+  # Whole chunks arrive: at most one chunk of 8 s more than asked.
+  expect_audio 20 28.1
+  ;;
+play_episode)
+  start_sim --quiet
+  login_demo
+  play play sinegarden --episode quietsine-ep1 --fast --seconds 60 --give-up 30 --out "$work/audio.aac"
+  expect_status 0
+  expect_audio 60 72.001 0
+  for n in 1 2 3; do expect_out "Now playing: Chirp $n / Sweeper $n / Sweeps $n"; done
+  ;;
+play_wrong_key)
+  start_sim --quiet --fault wrongkey
+  login_demo
+  play play tonelab2 --fast --seconds 10 --give-up 8 --out "$work/audio.aac"
+  expect_status 1
+  expect_out "of the stream were not audio"
+  ;;
+play_chunk_404)
+  start_sim --quiet --fault chunk404=1
+  login_demo
+  play play tonelab2 --fast --seconds 20 --give-up 30 --out "$work/audio.aac"
+  expect_status 0
+  expect_audio 20 28.1
+  ;;
+play_index_failover)
+  start_sim --quiet --fault indexfail=primary
+  login_demo
+  play play tonelab2 --fast --seconds 20 --give-up 40 --out "$work/audio.aac"
+  expect_status 0
+  expect_audio 20 28.1
+  [ "$(state_value 's["hls"]["secondary"]["index"] > 0')" = True ] || fail "no index file came from the secondary server"
+  ;;
+play_logged_elsewhere)
+  # Short token and no-op periods, so that the next check comes soon.
+  python3 - "$catalog" "$work/catalog.json" <<'PY'
+import json, os, sys
+source, target = sys.argv[1:]
+c = json.load(open(source))
+c["tokenSeconds"], c["updateFrequency"] = 6, 3
+base = os.path.dirname(os.path.abspath(source))
+for t in c["tracks"]:
+    t["file"] = os.path.join(base, t["file"])
+json.dump(c, open(target, "w"))
+PY
+  start_sim_with "$work/catalog.json" --quiet
+  login_demo
+  play_in_background play tonelab2 --seconds 40 --give-up 30 --out "$work/audio.aac"
+  sleep 4
+  fault elsewhere=demo
+  wait_play
+  expect_status 1
+  expect_out "(error 33)"
+  ;;
+play_service_gone)
+  start_sim --quiet
+  login_demo
+  play_in_background play tonelab2 --seconds 60 --give-up 8 --out "$work/audio.aac"
+  sleep 4
+  kill "$sim_pid"; wait "$sim_pid" 2>/dev/null; sim_pid=
+  wait_play
+  expect_status 1
+  grep -qE "giving up|\(error [0-9]+\)" "$work/out" || fail "no clear error after the service went away"
   ;;
 *)
   fail "unknown scenario"
