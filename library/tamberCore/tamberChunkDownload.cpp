@@ -13,10 +13,6 @@ const int kAfBitRate = 32000;
 const int kAfDuration = 10000;
 const int kKeyFour = 3;
 
-uint64_t programTimeMs(const tql_string& text)
-{
-    return tamberTime(static_cast<uint64_t>(0)).tamberTimeGetTimeAsMSec(text);
-}
 } // namespace
 
 int CMTamberNodeResponder::requestChunkDownload(int single)
@@ -47,7 +43,7 @@ int CMTamberNodeResponder::requestChunkDownload(int single)
         chunk.useAlternateServer = m_tokenRequest.useAlternateServer;
         chunk.keys = entry.keys;
         chunk.cutBytes = entry.cutBytes;
-        chunk.timestamp = programTimeMs(entry.programDateTime) + static_cast<uint64_t>(entry.cutOffsetMs);
+        chunk.timestamp = tamberTime::textToMs(entry.programDateTime) + static_cast<uint64_t>(entry.cutOffsetMs);
         chunk.duration = entry.duration - entry.cutOffsetMs / 1000;
         int result = doDownloadChunk(chunk, single);
         if (result < 0)
@@ -254,7 +250,7 @@ int CMTamberNodeResponder::downloadFirstChunk()
         if (i == 0 && m_tokenRequest.timestamp.isEmpty())
             m_tokenRequest.timestamp = entry.programDateTime;
         if (m_currentTrackTimestampMs == 0)
-            m_currentTrackTimestampMs = programTimeMs(block.positionTimestamp) + static_cast<uint64_t>(af.offset);
+            m_currentTrackTimestampMs = tamberTime::textToMs(block.positionTimestamp) + static_cast<uint64_t>(af.offset);
         takeAfKey(af, relative);
         entry = withCurrentKeys(entry);
         entry.cutBytes = chunkCutBytes(kAfBitRate, static_cast<unsigned>(af.offset));

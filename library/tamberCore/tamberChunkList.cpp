@@ -14,12 +14,6 @@ uint64_t nowMs()
 {
     return tql_datetime::currentMSecsSinceEpoch();
 }
-
-// A program time of an index entry in ms; an entry without one has none.
-uint64_t programTimeMs(const tql_string& text)
-{
-    return tamberTime(static_cast<uint64_t>(0)).tamberTimeGetTimeAsMSec(text);
-}
 } // namespace
 
 tamberChunkName CMTamberNodeResponder::nameOf(const tql_roles& entry)
@@ -206,7 +200,7 @@ void CMTamberNodeResponder::appendNewChunksAccordingStartTime(tamberTime start, 
     for (size_t i = 0; i < m_chunkFileList.size(); ++i) {
         const tql_roles& entry = m_chunkFileList[i];
         tamberChunkName parsed = nameOf(entry);
-        uint64_t t = programTimeMs(entry.programDateTime);
+        uint64_t t = tamberTime::textToMs(entry.programDateTime);
         if (t + static_cast<uint64_t>(static_cast<int64_t>(entry.duration) * 1000) < startMs)
             continue; // ends before the start
         TQL_LOG(4, "Add item to chunk file list: start time = %s current chunk ts = %s, seqNr:%d, buffer size:%d/%d @i:%d",
@@ -250,8 +244,8 @@ int CMTamberNodeResponder::synchronizeChunkForAltServer()
     // Pairs of an entry and the next; the last real entry's next is the carrier.
     for (size_t i = 0; i + 1 < m_chunkFileList.size(); ++i) {
         const tql_roles& entry = m_chunkFileList[i];
-        uint64_t t = programTimeMs(entry.programDateTime);
-        uint64_t next = programTimeMs(m_chunkFileList[i + 1].programDateTime);
+        uint64_t t = tamberTime::textToMs(entry.programDateTime);
+        uint64_t next = tamberTime::textToMs(m_chunkFileList[i + 1].programDateTime);
         tamberChunkName parsed = nameOf(entry);
         if (m_chunkDurationMs == 0 && next > t)
             m_chunkDurationMs = static_cast<uint32_t>(next - t);

@@ -19,11 +19,6 @@ uint64_t nowMs()
 {
     return tql_datetime::currentMSecsSinceEpoch();
 }
-
-uint64_t timeOf(const tql_string& text)
-{
-    return tamberTime(static_cast<uint64_t>(0)).tamberTimeGetTimeAsMSec(text);
-}
 } // namespace
 
 // The now-playing record of the held tune reply, or null with the reason
@@ -93,7 +88,7 @@ void CMTamberNodeResponder::queueNewMarkers(const tql_list<TQLMarker>& markers, 
     uint64_t newest = 0;
     for (size_t i = markers.size(); i > 0; --i) {
         const TQLMarker& marker = markers[i - 1];
-        uint64_t t = timeOf(marker.timestamp);
+        uint64_t t = tamberTime::textToMs(marker.timestamp);
         if (m_lastMarkerTimestampMs >= t)
             break;
         TamberMetadata md = buildMetadata(marker);
@@ -123,7 +118,7 @@ TamberMetadata CMTamberNodeResponder::buildMetadata(const TQLMarker& marker)
     md.add(TamberMetadataRec::Title, marker.title);
     md.add(TamberMetadataRec::ShowTitle, marker.showLongTitle);
     md.add(TamberMetadataRec::ShowGuid, marker.showGUID);
-    md.m_timestampMs = timeOf(marker.timestamp);
+    md.m_timestampMs = tamberTime::textToMs(marker.timestamp);
     md.m_consumptionInfo = findConsumptionInfo(marker);
     tql_string art = findAlbumArt(marker);
     TQLMarker episode;
@@ -163,7 +158,7 @@ tql_string CMTamberNodeResponder::findConsumptionInfo(const TQLMarker& marker)
         TQL_LOG(3, "No episodes found in now playing data");
         return result;
     }
-    TQLMarker episode = findMarkerItemByTimestamp(static_cast<unsigned long>(timeOf(marker.timestamp)),
+    TQLMarker episode = findMarkerItemByTimestamp(static_cast<unsigned long>(tamberTime::textToMs(marker.timestamp)),
                                                   m_episodeLayerIndex, 0);
     if (!episode.consumptionInfo.isEmpty())
         TQL_LOG(3, "No episode consumptionInfo");
@@ -176,7 +171,7 @@ void CMTamberNodeResponder::checkDmcaAndTimebar(const TQLMarker& marker, TQLMark
     if (m_firstMetadataDone && (mode == 1 || mode == 2))
         return;
     if (episode.assetGUID.isEmpty() && episode.timestamp.isEmpty())
-        episode = findMarkerItemByTimestamp(static_cast<unsigned long>(timeOf(marker.timestamp)), m_episodeLayerIndex,
+        episode = findMarkerItemByTimestamp(static_cast<unsigned long>(tamberTime::textToMs(marker.timestamp)), m_episodeLayerIndex,
                                             0);
     if (!episode.assetGUID.isEmpty() && !m_dmcaRules->check(episode.assetGUID)) {
         tql_dmcaInfo rule;
@@ -192,24 +187,35 @@ void CMTamberNodeResponder::checkDmcaAndTimebar(const TQLMarker& marker, TQLMark
     m_firstMetadataDone = 1;
 }
 
-TQLMarker CMTamberNodeResponder::findMarkerItemByTimestamp(unsigned long ms, int layer, int move)
+// The markers of one layer of the held tune reply, or null with the reason
+// logged in the caller's words.
+const tql_list<TQLMarker>* CMTamberNodeResponder::markersOf(int layer, const char* noModule,
+                                                            const char* beyondLists) const
 {
-    const TQLModuleResponseNowPlaying* record = tunedRecord(
-        "Bad tune response for setting DMCA", "Bad tune response for setting DMCA - no module",
-        "No tune channel response. cast fail");
+    const TQLModuleResponseNowPlaying* record =
+        tunedRecord("Bad tune response for setting DMCA", noModule, "No tune channel response. cast fail");
     if (!record)
-        return TQLMarker();
+        return nullptr;
     if (layer < 0) {
         TQL_LOG(3, "No marker metadata in tune channel response");
-        return TQLMarker();
+        return nullptr;
     }
     if (static_cast<size_t>(layer) >= record->markerLists.size()) {
-        TQL_LOG(3, "No markerlist available for current index");
-        return TQLMarker();
+        TQL_LOG(3, "%s", beyondLists);
+        return nullptr;
     }
-    const tql_list<TQLMarker>& markers = record->markerLists[static_cast<size_t>(layer)].markers;
+    return &record->markerLists[static_cast<size_t>(layer)].markers;
+}
+
+TQLMarker CMTamberNodeResponder::findMarkerItemByTimestamp(unsigned long ms, int layer, int move)
+{
+    const tql_list<TQLMarker>* layerMarkers =
+        markersOf(layer, "Bad tune response for setting DMCA - no module", "No markerlist available for current index");
+    if (!layerMarkers)
+        return TQLMarker();
+    const tql_list<TQLMarker>& markers = *layerMarkers;
     for (size_t i = markers.size(); i > 0; --i) {
-        if (timeOf(markers[i - 1].timestamp) > ms)
+        if (tamberTime::textToMs(markers[i - 1].timestamp) > ms)
             continue;
         // i - 1 is the newest marker at or before ms; move steps from there.
         long target = static_cast<long>(i - 1) + move;
@@ -230,18 +236,10 @@ TQLMarker CMTamberNodeResponder::findMarkerItemByTimestamp(unsigned long ms, int
 TQLMarker CMTamberNodeResponder::findMarkerItemByAssetGUID(int layer, const tql_string& guid)
 {
     const char* bad = "Bad tune response for setting DMCA";
-    const TQLModuleResponseNowPlaying* record = tunedRecord(bad, bad, "No tune channel response. cast fail");
-    if (!record)
+    const tql_list<TQLMarker>* layerMarkers = markersOf(layer, bad, bad);
+    if (!layerMarkers)
         return TQLMarker();
-    if (layer < 0) {
-        TQL_LOG(3, "No marker metadata in tune channel response");
-        return TQLMarker();
-    }
-    if (static_cast<size_t>(layer) >= record->markerLists.size()) {
-        TQL_LOG(2, "%s", bad);
-        return TQLMarker();
-    }
-    const tql_list<TQLMarker>& markers = record->markerLists[static_cast<size_t>(layer)].markers;
+    const tql_list<TQLMarker>& markers = *layerMarkers;
     // An empty GUID stands for the last marker.
     for (size_t i = markers.size(); i > 0; --i)
         if (guid.isEmpty() || markers[i - 1].assetGUID == guid)
@@ -319,7 +317,7 @@ void CMTamberNodeResponder::createTimebarInfo(tql_timebarData* data, const tql_s
     }
     m_tokenRequest.episodeGuid = episode.assetGUID;
     if (mode == 1) {
-        data->startSeconds = timeOf(episode.timestamp) / 1000;
+        data->startSeconds = tamberTime::textToMs(episode.timestamp) / 1000;
         // The service's duration in seconds, kept within the record's int.
         int64_t durationMs = static_cast<int64_t>(episode.duration) * 1000;
         data->duration = durationMs > 2147483647 ? 2147483647 : durationMs < 0 ? 0 : static_cast<int>(durationMs);
@@ -341,8 +339,8 @@ void CMTamberNodeResponder::createTimebarInfo(tql_timebarData* data, const tql_s
         data->liveFlag = 1;
         tql_string start, end;
         findShowStartEndTimestamp(start, end);
-        data->showStartMs = start.isEmpty() ? 0 : timeOf(start);
-        data->showEndMs = end.isEmpty() ? 0 : timeOf(end);
+        data->showStartMs = start.isEmpty() ? 0 : tamberTime::textToMs(start);
+        data->showEndMs = end.isEmpty() ? 0 : tamberTime::textToMs(end);
         m_showEndTimestampMs = data->showEndMs;
         if (m_tokenRequest.tuneType != tuneTypeTimeShifted) {
             data->liveEdgeSeconds = now / 1000;
@@ -352,7 +350,7 @@ void CMTamberNodeResponder::createTimebarInfo(tql_timebarData* data, const tql_s
     }
     if (!positioned) {
         if (!m_tokenRequest.timestamp.isEmpty())
-            data->positionSeconds = timeOf(m_tokenRequest.timestamp) / 1000;
+            data->positionSeconds = tamberTime::textToMs(m_tokenRequest.timestamp) / 1000;
         else if (mode == 1)
             data->positionSeconds = data->startSeconds;
         else
@@ -389,7 +387,7 @@ void CMTamberNodeResponder::fillTimebarSegments(tql_timebarData* data)
         return;
     }
     for (size_t i = 0; i < markers.size(); ++i)
-        segments[i] = timeOf(markers[markers.size() - 1 - i].timestamp) / 1000;
+        segments[i] = tamberTime::textToMs(markers[markers.size() - 1 - i].timestamp) / 1000;
     data->segments = segments;
     data->segmentCount = static_cast<int>(markers.size());
 }

@@ -220,10 +220,12 @@ private:
     void scanMarkerLayers();
     const TQLModuleResponseNowPlaying* tunedRecord(const char* badResponse, const char* noModule,
                                                    const char* castFail) const;
+    const tql_list<TQLMarker>* markersOf(int layer, const char* noModule, const char* beyondLists) const;
     void queueNewMarkers(const tql_list<TQLMarker>& markers, const tamberChunk& chunk);
     void fillTimebarSegments(tql_timebarData* data);
     int layerOf(int markerType) const;
     int limitReached(char* buffer, int length, const tql_string& guid, bool forward);
+    int skipAllowance(char* buffer, int length, bool forward, int& navClass, int& left);
     int tokenFailure();
     tamberChunkName nameOf(const tql_roles& entry);
     tql_roles withCurrentKeys(const tql_roles& entry) const;

@@ -12,11 +12,6 @@
 namespace {
 const int kCutLayerType = 3; // the skip calls search the cut layer
 
-uint64_t timeOf(const tql_string& text)
-{
-    return tamberTime(static_cast<uint64_t>(0)).tamberTimeGetTimeAsMSec(text);
-}
-
 // Copies text with its terminator when it fits; false when it does not.
 bool fits(char* buffer, int length, const tql_string& text)
 {
@@ -44,28 +39,37 @@ int CMTamberNodeResponder::limitReached(char* buffer, int length, const tql_stri
     return fits(buffer, length, text) ? skipLimitReached : skipBufferTooSmall;
 }
 
-int CMTamberNodeResponder::getNextSegment(char* buffer, int length)
+// What both directions check first: the buffer, the asset's class and what
+// is left of its allowance. 0 to go on, else the answer.
+int CMTamberNodeResponder::skipAllowance(char* buffer, int length, bool forward, int& navClass, int& left)
 {
-    tql_string guid = m_tokenRequest.episodeGuid;
+    const tql_string& guid = m_tokenRequest.episodeGuid;
     if (!buffer) {
         TQL_LOG(1, "Data pointer is NULL");
         return skipNoBuffer;
     }
     if (length > 0)
         memset(buffer, 0, static_cast<size_t>(length));
-    int navClass = m_dmcaRules->isAllowed(guid);
-    int left = navClass == irClassNavUnrestricted ? 1 : 0;
+    navClass = m_dmcaRules->isAllowed(guid);
+    left = navClass == irClassNavUnrestricted ? 1 : 0;
     if (navClass == irClassNavRestricted) {
-        left = m_dmcaRules->checkFwd(guid);
-        TQL_LOG(3, "CMTamberNodeResponder::nextSegment Skips left: %d", left);
+        left = forward ? m_dmcaRules->checkFwd(guid) : m_dmcaRules->checkBack(guid);
+        TQL_LOG(3, forward ? "CMTamberNodeResponder::nextSegment Skips left: %d" : "Skips left: %d", left);
         if (left < 1)
-            return limitReached(buffer, length, guid, true);
+            return limitReached(buffer, length, guid, forward);
     } else if (navClass == irClassNavDisallowed) {
-        TQL_LOG(3, "CMTamberNodeResponder::nextSegment Dissallowed");
+        TQL_LOG(3, forward ? "CMTamberNodeResponder::nextSegment Dissallowed"
+                           : "CMTamberNodeResponder::previousSegment Dissallowed");
         return skipDisallowed;
     }
-    if (m_currentTrackTimestampMs == 0)
-        return skipNoTrack;
+    return m_currentTrackTimestampMs == 0 ? skipNoTrack : 0;
+}
+
+int CMTamberNodeResponder::getNextSegment(char* buffer, int length)
+{
+    int navClass = 0, left = 0;
+    if (int refused = skipAllowance(buffer, length, true, navClass, left))
+        return refused;
     tql_string time;
     tql_string target = findSkipMarkerLayerData(1, time, navClass, kCutLayerType);
     if (m_tokenRequest.tuneType == tuneTypeLive) {
@@ -89,7 +93,7 @@ int CMTamberNodeResponder::getNextSegment(char* buffer, int length)
     reportV4Consume(1, 5);
     bool started = !m_tokenRequest.timestamp.isEmpty();
     if ((started && navClass != irClassNavUnrestricted) || (!started && navClass == irClassNavRestricted))
-        left = m_dmcaRules->decreaseFwd(guid);
+        left = m_dmcaRules->decreaseFwd(m_tokenRequest.episodeGuid);
     fits(buffer, length, text);
     return left + 1;
 }
@@ -98,26 +102,9 @@ int CMTamberNodeResponder::getNextSegment(char* buffer, int length)
 // edge "previous" finds the start of the current track.
 int CMTamberNodeResponder::getPreviousSegment(char* buffer, int length)
 {
-    tql_string guid = m_tokenRequest.episodeGuid;
-    if (!buffer) {
-        TQL_LOG(1, "Data pointer is NULL");
-        return skipNoBuffer;
-    }
-    if (length > 0)
-        memset(buffer, 0, static_cast<size_t>(length));
-    int navClass = m_dmcaRules->isAllowed(guid);
-    int left = navClass == irClassNavUnrestricted ? 1 : 0;
-    if (navClass == irClassNavRestricted) {
-        left = m_dmcaRules->checkBack(guid);
-        TQL_LOG(3, "Skips left: %d", left);
-        if (left < 1)
-            return limitReached(buffer, length, guid, false);
-    } else if (navClass == irClassNavDisallowed) {
-        TQL_LOG(3, "CMTamberNodeResponder::previousSegment Dissallowed");
-        return skipDisallowed;
-    }
-    if (m_currentTrackTimestampMs == 0)
-        return skipNoTrack;
+    int navClass = 0, left = 0;
+    if (int refused = skipAllowance(buffer, length, false, navClass, left))
+        return refused;
     tql_string time;
     tql_string target = findSkipMarkerLayerData(0, time, navClass, kCutLayerType);
     if (target.isEmpty()) {
@@ -128,7 +115,7 @@ int CMTamberNodeResponder::getPreviousSegment(char* buffer, int length)
     if (!fits(buffer, length, text))
         return skipBufferTooSmall;
     if (navClass == irClassNavRestricted)
-        left = m_dmcaRules->decreaseBack(guid);
+        left = m_dmcaRules->decreaseBack(m_tokenRequest.episodeGuid);
     reportV2Consume(1, 6);
     reportV4Consume(1, 6);
     return left + 1;
@@ -149,7 +136,7 @@ tql_string CMTamberNodeResponder::findSkipMarkerLayerData(int forward, tql_strin
     if (marker.assetGUID.isEmpty() && marker.timestamp.isEmpty())
         return tql_string();
     TQL_LOG(4, "found segment time %s time is %s", marker.timestamp.c_str(),
-            tamberTime().tamberTimeGetTimeAsString(timeOf(marker.timestamp)).c_str());
+            tamberTime().tamberTimeGetTimeAsString(tamberTime::textToMs(marker.timestamp)).c_str());
     time = marker.timestamp;
     return marker.assetGUID;
 }
@@ -172,7 +159,7 @@ tql_string CMTamberNodeResponder::findShowLayerData()
         return tql_string();
     for (size_t i = record->cuePointLists.size(); i > 0; --i) {
         const TQLCuePointList& cue = record->cuePointLists[i - 1];
-        if (timeOf(cue.timestamp) <= m_currentTrackTimestampMs && cue.layer == "show" && cue.event == "START")
+        if (tamberTime::textToMs(cue.timestamp) <= m_currentTrackTimestampMs && cue.layer == "show" && cue.event == "START")
             return cue.markerGuid;
     }
     return tql_string();
@@ -206,7 +193,7 @@ void CMTamberNodeResponder::findShowStartEndTimestamp(tql_string& start, tql_str
         const TQLCuePointList& cue = record->cuePointLists[i - 1];
         if (cue.layer != "show")
             continue;
-        uint64_t t = timeOf(cue.timestamp);
+        uint64_t t = tamberTime::textToMs(cue.timestamp);
         if (t >= ts && cue.event == "END")
             end = cue.timestamp;
         if (t <= ts && cue.event == "START") {

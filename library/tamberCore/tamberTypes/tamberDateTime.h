@@ -74,6 +74,11 @@ public:
     uint64_t seconds() const { return m_seconds; }
     uint64_t milliseconds() const { return m_milliseconds; }
     uint64_t msecsSinceEpoch() const { return m_seconds * 1000 + m_milliseconds; }
+    // A service time text in ms since the epoch; a text without a time is 0.
+    static uint64_t textToMs(const tql_string& text)
+    {
+        return tamberTime(static_cast<uint64_t>(0)).tamberTimeGetTimeAsMSec(text);
+    }
 
     // Fixed-column parser of YYYY-MM-DDTHH:MM:SS.mmm+hh:mm; an empty text
     // gives this object's own time.
