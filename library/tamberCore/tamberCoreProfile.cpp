@@ -185,11 +185,12 @@ int tql_core::norvaleFavoritesSetCall(tql_chainedFavorites* list, tql_errorNotif
     // The host ends its list with a terminator node that carries nothing.
     for (const tql_chainedFavorites* node = list; node && node->next; node = node->next) {
         TQLGUPCollationItem item;
-        item.assetGUID = node->assetGuid;
+        // NULL texts of the host's nodes are taken as empty.
+        item.assetGUID = tql_string(node->assetGuid);
         item.assetType = node->assetType;
         const tql_string typeText(node->assetTypeText);
         item.contentType = typeText.isEmpty() ? tql_string(favoriteTypeText(node->assetType)) : typeText;
-        item.channelId = node->channelId;
+        item.channelId = tql_string(node->channelId);
         item.changeType = favoriteChange(node->action);
         item.createdDateTime = now;
         item.modifiedDateTime = now;
@@ -214,8 +215,8 @@ int tql_core::norvaleGlobalSettingsSetCall(tql_globalSetting* settings, int coun
     TQLGlobalSettings document;
     for (int i = 0; settings && i < count; ++i) {
         TQLGlobalSettingsItem item;
-        item.settingName = settings[i].key;
-        item.settingValue = settings[i].value;
+        item.settingName = tql_string(settings[i].key); // NULL is taken as empty
+        item.settingValue = tql_string(settings[i].value);
         document.m_items.push_back(item);
     }
     TQLResponse* response =
