@@ -44,6 +44,12 @@ string presetsModule(const string& presets)
            presets + "]}}}";
 }
 
+string pausePointsModule(const string& points)
+{
+    return R"({"moduleArea":"Profile","moduleType":"GUPCollation","moduleResponse":{"pausePointTypes":[)" + points +
+           "]}}";
+}
+
 string preset(const string& guid, const string& channel, int slot, bool aic = false)
 {
     return R"({"assetGUID":")" + guid + R"(","assetType":"channel","contentType":")" + (aic ? "aic" : "live") +
@@ -439,12 +445,6 @@ TEST_F(ProfileCalls, AGoodWriteMayEndABypass)
     EXPECT_TRUE(port().logged("Bypass mode OFF. No 702 error code.", 3));
 }
 
-string pausePointsModule(const string& points)
-{
-    return R"({"moduleArea":"Profile","moduleType":"GUPCollation","moduleResponse":{"pausePointTypes":[)" + points +
-           "]}}";
-}
-
 TEST_F(ProfileCalls, PausePointsComeLastFirstAndAreFreedThroughTheLibrary)
 {
     answer(kPausePointsGet,
@@ -502,6 +502,48 @@ TEST_F(ProfileCalls, PausePointsStatus)
         }
     }
     EXPECT_EQ(nullptr, tql_getPausePoints(nullptr));
+}
+
+// Port memory running out while a chain is built: the list call gives
+// nothing and keeps nothing, the update gives what it has.
+TEST_F(ProfileCalls, ChainsWhenPortMemoryRunsOut)
+{
+    answer(kPresetsGet, testport::serviceReply(presetsModule(preset("g1", "c1", 1) + "," + preset("g2", "c2", 2))));
+    int count = 0;
+    tql_freePresets(tql_get_preset_list(&count, TQL_PRESETS_FETCH));
+    const long live = port().liveAllocations();
+    port().failMallocAfter = 1; // the held reply serves: the nodes are the only allocations
+    count = 77;
+    EXPECT_EQ(nullptr, tql_get_preset_list(&count, TQL_PRESETS_HELD));
+    port().failMallocAfter = -1;
+    EXPECT_TRUE(port().logged("Unable to allocate chained preset Item", 1));
+    EXPECT_EQ(live, port().liveAllocations());
+
+    // The same call twice: the first counts its allocations, the second runs
+    // out at its last one, the second node.
+    tql_chainedPresets node = {"g1", 0, "c1", 0, 1, nullptr};
+    char buffer[1];
+    unsigned int length = 1;
+    answer(kModify, testport::serviceReply(presetsModule(preset("g1", "c1", 1) + "," + preset("g2", "c2", 2))));
+    long before = port().mallocCalls;
+    tql_freePresets(tql_update_server_preset(&node, buffer, &length, &count));
+    port().failMallocAfter = port().mallocCalls - before - 1;
+    tql_chainedPresets* partial = tql_update_server_preset(&node, buffer, &length, &count);
+    port().failMallocAfter = -1;
+    EXPECT_EQ(1, count);
+    EXPECT_EQ((std::vector<string>{"g1|0|c1|0|1|"}), chain(partial));
+    tql_freePresets(partial);
+
+    answer(kPausePointsGet, testport::serviceReply(pausePointsModule(R"({"assetGUID":"e1"},{"assetGUID":"e2"})")));
+    int status = 0;
+    before = port().mallocCalls;
+    tql_freePausePointList(tql_getPausePoints(&status));
+    const long pauseLive = port().liveAllocations();
+    port().failMallocAfter = port().mallocCalls - before - 1;
+    EXPECT_EQ(nullptr, tql_getPausePoints(&status));
+    port().failMallocAfter = -1;
+    EXPECT_TRUE(port().logged("Unable to allocate recent item", 1));
+    EXPECT_EQ(pauseLive, port().liveAllocations());
 }
 
 TEST_F(ProfileCalls, FreeFunctionsTakeNull)
