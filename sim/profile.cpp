@@ -59,6 +59,8 @@ Profile& Profiles::profileLocked(const std::string& user)
 // deleting removes the asset wherever it sits.
 void applyPreset(Profile& p, const std::string& change, const Preset& preset)
 {
+    if (preset.guid.empty())
+        return;  // names nothing
     auto& list = p.presets;
     if (change == "delete") {
         list.erase(std::remove_if(list.begin(), list.end(), [&](const Preset& x) { return x.guid == preset.guid; }),
@@ -75,6 +77,8 @@ void applyPreset(Profile& p, const std::string& change, const Preset& preset)
 
 void applyFavorite(Profile& p, const std::string& change, const Favorite& favorite)
 {
+    if (favorite.guid.empty())
+        return;
     auto& list = p.favorites;
     auto it = std::find_if(list.begin(), list.end(), [&](const Favorite& x) { return x.guid == favorite.guid; });
     if (change == "delete") {
