@@ -137,6 +137,8 @@ Account readAccount(yajl_val v)
     a.state = text(v, "state", "ok");
     a.favorites = texts(v, "favorites");
     a.recents = texts(v, "recents");
+    for (yajl_val p : items(v, "pausePoints"))
+        a.pausePoints.push_back({text(p, "episode"), number(p, "percent")});
     return a;
 }
 
@@ -291,6 +293,12 @@ bool check(const Catalog& cat, std::string& error)
         if (!checkTiles(cat, a.favorites, false, "favorites of " + a.user, error) ||
             !checkTiles(cat, a.recents, true, "recents of " + a.user, error))
             return false;
+        for (const auto& point : a.pausePoints) {
+            if (!cat.findEpisode(point.first)) {
+                error = "a pause point of " + a.user + " names no episode: " + point.first;
+                return false;
+            }
+        }
     }
     return checkTiles(cat, cat.forYou.items, false, "forYou", error);
 }

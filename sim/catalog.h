@@ -6,6 +6,7 @@
 
 #include <cstdint>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace tqlsim {
@@ -15,6 +16,8 @@ struct Account {
     std::string state;  // "ok", "nosubscription", "pastdue", "closed", "incompatible", "locked"
     // Guids of channels and shows, in the order the tiles are served.
     std::vector<std::string> favorites, recents;
+    // Where the account stopped in episodes: (caId of the episode, percent played).
+    std::vector<std::pair<std::string, int>> pausePoints;
 };
 
 struct Image {

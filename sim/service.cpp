@@ -397,6 +397,8 @@ Reply Service::handle(const httplib::Request& req)
         {"POST", "/rest/v4/experience/modules/get", &Service::channelListing},
         {"GET", "/rest/v4/experience/carousels", &Service::carousel},
         {"GET", "/rest/v4/experience/modules/get/profile-gup-collation", &Service::collation},
+        {"POST", "/rest/v4/experience/modules/modify", &Service::profileModify},
+        {"POST", "/rest/v2/experience/modules/modify", &Service::settingsModify},
         {"POST", "/rest/v2/experience/modules/recommender", &Service::recommender},
         {"GET", "/rest/v2/experience/modules/get/discover-aod", &Service::onDemand},
         {"GET", "/rest/v2/experience/modules/get/geolocation", &Service::geolocation},
@@ -530,8 +532,8 @@ Reply Service::login(const httplib::Request& req)
         w.beginObject().field("deviceId", deviceId).field("name", "audioQuality").field("value", "high").endObject();
         w.endArray().endObject();
         w.key("globalSettingList").beginObject().key("globalSettings").beginArray();
-        w.beginObject().field("settingName", "TimeZone").field("settingValue", "UTC").endObject();
-        w.beginObject().field("settingName", "AutoPlayNext").field("settingValue", "true").endObject();
+        for (const auto& setting : profiles_.get(user).settings)
+            w.beginObject().field("settingName", setting.first).field("settingValue", setting.second).endObject();
         w.endArray().endObject();
         w.endObject().endObject();
     }));
@@ -661,15 +663,14 @@ Reply Service::carousel(const httplib::Request& req)
     std::string user;
     if (sessionRejected(req, r, &user))
         return r;
-    const Account* account = catalog_.findAccount(user);
-    const std::vector<std::string> none;
     const std::string images = base_ + kImagePath;
     std::string page = param(req, "page-name");
+    // Favorites and recents are the profile's, as the profile writes left them.
     if (page == "favorites_norvale")
-        return favoritesReply(catalog_, account ? account->favorites : none, images);
+        return favoritesReply(catalog_, favoriteGuids(user), images);
     if (page == "recents")
         return carouselReply(catalog_, "recents", TileList::Recents, kRecentsTitle,
-                             account ? account->recents : none, images);
+                             profiles_.get(user).recents, images);
     if (page == "for_you")
         return carouselReply(catalog_, "for_you", TileList::ForYou, catalog_.forYou.title,
                              catalog_.forYou.items, images);
@@ -677,25 +678,6 @@ Reply Service::carousel(const httplib::Request& req)
         return carouselReply(catalog_, "search", TileList::Search, kSearchTitle,
                              searchMatches(catalog_, param(req, "search-term")), images);
     return badRequest();
-}
-
-Reply Service::collation(const httplib::Request& req)
-{
-    Reply r;
-    if (sessionRejected(req, r))
-        return r;
-    // Each list is present and empty, so the reply is read as a profile.
-    std::string type = param(req, "gup-type");
-    return success("Profile", "GUPCollation", [&](JsonWriter& w) {
-        if (type.empty() || type == "favorites")
-            w.key("favoritesList").beginObject().key("favorites").beginArray().endArray().endObject();
-        if (type.empty() || type == "presets")
-            w.key("presetsList").beginObject().key("presets").beginArray().endArray().endObject();
-        if (type.empty() || type == "recent-plays")
-            w.key("recentlyPlayedData").beginObject().key("recentlyPlayeds").beginArray().endArray().endObject();
-        if (type.empty() || type == "aod-pause-points")
-            w.key("pausePointTypes").beginArray().endArray();
-    });
 }
 
 Reply Service::recommender(const httplib::Request& req)

@@ -4,12 +4,14 @@
 
 #include "catalog.h"
 #include "playback.h"
+#include "profile.h"
 #include "reply.h"
 #include "sim_state.h"
 
 #include <httplib.h>
 
 #include <string>
+#include <vector>
 
 namespace tqlsim {
 
@@ -29,6 +31,9 @@ private:
     Reply channelListing(const httplib::Request& req);
     Reply carousel(const httplib::Request& req);
     Reply collation(const httplib::Request& req);
+    Reply profileModify(const httplib::Request& req);
+    Reply settingsModify(const httplib::Request& req);
+    std::vector<std::string> favoriteGuids(const std::string& user);
     Reply recommender(const httplib::Request& req);
     Reply onDemand(const httplib::Request& req);
     Reply geolocation(const httplib::Request& req);
@@ -47,6 +52,7 @@ private:
     SimState& state_;
     std::string base_;
     Playback playback_;
+    Profiles profiles_{catalog_};
 };
 
 }  // namespace tqlsim

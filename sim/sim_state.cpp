@@ -74,6 +74,16 @@ std::string SimState::applyFault(const std::string& name, const std::string& val
         if (value != "primary" && value != "secondary" && value != "both" && value != "none")
             return "indexfail needs primary, secondary, both or none";
         faults_.indexFail = value == "none" ? "" : value;
+    } else if (name == "refuse") {
+        // CALL or CALL:N
+        size_t colon = value.find(':');
+        std::string call = value.substr(0, colon);
+        if (call != "presets" && call != "favorites" && call != "recents" && call != "settings" &&
+            call != "collation")
+            return "refuse needs presets, favorites, recents, settings or collation, then :N for a count";
+        if (!parseNumber(colon == std::string::npos ? "" : value.substr(colon + 1), 1, 0, kMaxCount, n))
+            return "refuse needs a count, 0 to 1000000";
+        faults_.refuse[call] = n;
     } else if (name == "elsewhere") {
         if (value.empty())
             return "elsewhere needs a user name";
@@ -93,6 +103,13 @@ std::string SimState::applyFault(const std::string& name, const std::string& val
         *target = n;
     }
     return "";
+}
+
+bool SimState::takeRefusal(const std::string& call)
+{
+    std::lock_guard<std::mutex> lock(mu_);
+    auto it = faults_.refuse.find(call);
+    return it != faults_.refuse.end() && take(it->second);
 }
 
 void SimState::resetFaults()
@@ -216,8 +233,11 @@ std::string SimState::stateJson()
         .field("expire-after", faults_.expireAfter)
         .field("wrongkey", faults_.wrongKey)
         .field("chunk404", faults_.chunk404)
-        .field("indexfail", faults_.indexFail.empty() ? "none" : faults_.indexFail)
-        .endObject();
+        .field("indexfail", faults_.indexFail.empty() ? "none" : faults_.indexFail);
+    w.key("refuse").beginObject();
+    for (const auto& call : faults_.refuse)
+        w.field(call.first, call.second);
+    w.endObject().endObject();
     w.key("hls").beginObject();
     for (const char* server : {"primary", "secondary"}) {
         std::map<HlsFile, long>& c = hlsCounts_[server];

@@ -25,6 +25,9 @@ struct Faults {
     bool wrongKey = false;
     int chunk404 = 0;
     std::string indexFail;
+    // Profile calls ("presets", "favorites", "recents", "settings",
+    // "collation") refused that many more times.
+    std::map<std::string, int> refuse;
 };
 
 // The kinds of stream file, counted per server for the tests.
@@ -55,6 +58,8 @@ public:
     bool wrongKey();
     bool takeChunk404();
     bool indexFails(const std::string& server);
+    // True when this profile call is to be refused; counts one refusal.
+    bool takeRefusal(const std::string& call);
     // Counts one handled request against expire-after. Gives the number of
     // sessions it ended when this was the last one counted, else -1.
     int countTowardsExpiry();

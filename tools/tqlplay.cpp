@@ -4,6 +4,7 @@
 #include <sys/stat.h>
 
 #include "player.h"
+#include "profileCommands.h"
 
 #include <algorithm>
 #include <cstdio>
@@ -100,6 +101,12 @@ void usage(FILE* out)
             "  foryou                ... and print the recommendations\n"
             "  search TEXT           ... and print the channels and shows matching TEXT\n"
             "  play CHANNEL          ... and play a live channel (its id) to a file\n"
+            "  presets               ... and print the presets\n"
+            "  preset set SLOT CHANNEL  ... put a channel (its id) in a preset slot\n"
+            "  favorite add|remove ID   ... change the favorites (a channel id, or a show guid)\n"
+            "  recents clear         ... and empty the recently played list\n"
+            "  pausepoints           ... and print where episodes were left off\n"
+            "  settings [NAME=VALUE]...  ... change global settings and print them all\n"
             "\n"
             "play options:\n"
             "  --seconds N     stop after N seconds of audio (default 20)\n"
@@ -357,6 +364,22 @@ int main(int argc, char** argv)
         return tileList(TileList::ForYou);
     if (args.size() == 2 && args[0] == "search")
         return search(args[1]);
+    if (args.size() == 1 && args[0] == "presets")
+        return tqlplay::presets();
+    if (args.size() == 4 && args[0] == "preset" && args[1] == "set")
+        return tqlplay::setPreset(args[2], args[3]);
+    if (args.size() == 3 && args[0] == "favorite") {
+        int rc = tqlplay::changeFavorite(args[1], args[2]);
+        return rc ? rc : tileList(TileList::Favorites);
+    }
+    if (args.size() == 2 && args[0] == "recents" && args[1] == "clear") {
+        int rc = tqlplay::clearRecents();
+        return rc ? rc : tileList(TileList::Recents);
+    }
+    if (args.size() == 1 && args[0] == "pausepoints")
+        return tqlplay::pausePoints();
+    if (!args.empty() && args[0] == "settings")
+        return tqlplay::settings(std::vector<std::string>(args.begin() + 1, args.end()));
     if (args.size() == 2 && args[0] == "play") {
         options.channel = args[1];
         if (options.seconds <= 0) {

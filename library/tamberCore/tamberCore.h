@@ -87,6 +87,15 @@ public:
     int norvaleForYouCarouselCall();
     int search(const char* text);
 
+    // The profile: presets, favorites, recents, pause points and settings.
+    tql_chainedPresets* getPresetList(int* count, int state);
+    tql_chainedPresets* updateServerPresets(tql_chainedPresets* list, char* buffer, unsigned int* length,
+                                            int* count);
+    int norvaleFavoritesSetCall(tql_chainedFavorites* list, tql_errorNotification* error);
+    int norvaleClearRecentsCall();
+    int norvaleGlobalSettingsSetCall(tql_globalSetting* settings, int count, tql_errorNotification* error);
+    tql_chainedPausePoints* getPausePoints(int* status);
+
     // The service asked for the line-up to be read again.
     void forceLineupReload() { m_state = CoreStateAuthenticated; }
     int norvaleResumeCall();
@@ -135,6 +144,9 @@ private:
         return response;
     }
     int deliveredOrError(int result, tql_errorNotification* error);
+    bool sessionFlagged() const;
+    tql_chainedPresets* presetsFromCollation(TQLResponse* response, int* count, int failure, bool logAllocation);
+    tql_chainedPausePoints* pausePointsFrom(TQLResponse* response, int* status);
 
     int norvaleRoutingCall();
     int norvaleConfigurationCall();

@@ -18,6 +18,8 @@ struct tamberChunk;
 class TQLModuleResponseNowPlaying;
 class TQLHlsAudioInfos;
 class tokenDataT;
+class TQLGUPCollationItem;
+class TQLGlobalSettings;
 
 // The request types: key of the error table and of message classification.
 enum eRequestType {
@@ -215,6 +217,13 @@ public:
     int tamberNorvaleCheckGeoLocation(const tql_string& channelId, const tql_string& episodeCaId);
     TQLResponse* tamberNorvalePDTRequest(const tql_string& category, const tql_string& channelIds);
     TQLResponse* tamberNorvaleGetEpisodes(const tql_string& showId);
+
+    // Profile writes (request type 19). The preset update answers with the
+    // collation, in m_norvalecollation, and so replaces the last one read.
+    TQLResponse* tamberNorvaleUpdateUserPresets(tql_chainedPresets* presets);
+    TQLResponse* tamberNorvaleSetFavorites(tql_list<TQLGUPCollationItem>& favorites);
+    TQLResponse* tamberNorvaleClearRecents();
+    TQLResponse* tamberNorvaleSetGlobalSettings(TQLGlobalSettings& settings);
 
     tql_core* m_core;
     unsigned char* m_buffer;

@@ -44,12 +44,6 @@ static tql_core* lazyCore()
     return tql_int_init() == 1 ? g_core : nullptr;
 }
 
-static void clearError(tql_errorNotification* error)
-{
-    if (error)
-        memset(error, 0, sizeof *error);
-}
-
 // The library's lists are freed node by node; the texts inside are borrowed
 // from the last response of that kind and stay.
 template <class Node>
@@ -175,14 +169,7 @@ int tql_channel_list(tql_errorNotification* error)
     return core->norvaleChannelList(error);
 }
 
-// Content calls. Without a session they cannot reach the service; each
-// answers with its own failure value.
-static int contentFailure(tql_errorNotification* error)
-{
-    tql_core* core = lazyCore();
-    clearError(error);
-    return core ? core->failNoRouting(error) : -1;
-}
+// Content calls.
 
 int tql_get_recents(tql_errorNotification* error, int carousel)
 {
@@ -255,50 +242,39 @@ int tql_checkGeoRestricted(const char* text)
 
 int tql_clearRecents(void)
 {
-    return contentFailure(nullptr);
+    tql_core* core = lazyCore();
+    return core ? core->norvaleClearRecentsCall() : -1;
 }
 
 tql_chainedPresets* tql_get_preset_list(int* count, tql_ePresetsState state)
 {
-    (void)state;
-    if (!lazyCore() || !count)
-        return nullptr;
-    contentFailure(nullptr);
-    *count = -1;
-    return nullptr;
+    tql_core* core = lazyCore();
+    return core ? core->getPresetList(count, state) : nullptr;
 }
 
 tql_chainedPresets* tql_update_server_preset(tql_chainedPresets* presets, char* buffer, unsigned int* length,
                                              int* count)
 {
-    if (!lazyCore() || !presets || !buffer || !length || *length == 0 || !count)
-        return nullptr;
-    contentFailure(nullptr);
-    *count = -1;
-    return nullptr;
+    tql_core* core = lazyCore();
+    return core ? core->updateServerPresets(presets, buffer, length, count) : nullptr;
 }
 
 int tql_update_server_favorites(tql_chainedFavorites* favorites, tql_errorNotification* error)
 {
-    (void)favorites;
-    return contentFailure(error);
+    tql_core* core = lazyCore();
+    return core && core->norvaleFavoritesSetCall(favorites, error) > 0 ? 1 : -1;
 }
 
 int tql_update_global_settings(tql_globalSetting* settings, int count, tql_errorNotification* error)
 {
-    (void)settings;
-    (void)count;
-    return contentFailure(error);
+    tql_core* core = lazyCore();
+    return core && core->norvaleGlobalSettingsSetCall(settings, count, error) > 0 ? 1 : -1;
 }
 
 tql_chainedPausePoints* tql_getPausePoints(int* status)
 {
-    if (!lazyCore())
-        return nullptr;
-    contentFailure(nullptr);
-    if (status)
-        *status = -1;
-    return nullptr;
+    tql_core* core = lazyCore();
+    return core ? core->getPausePoints(status) : nullptr;
 }
 
 int tql_startPtdNotification(void)

@@ -16,6 +16,8 @@ inline std::string str(const tql_bytearray& b) { return std::string(b.constData(
 inline std::string str(int n) { return std::to_string(n); }
 inline std::string str(int64_t n) { return std::to_string(n); }
 inline std::string str(const std::string& s) { return s; }
+// A text the library lends; NULL shows as such.
+inline std::string str(const char* s) { return s ? s : "<null>"; }
 
 // Every part followed by "|".
 template <class... T>

@@ -10,6 +10,7 @@
 #include "tamberResponse/tamberFavoritesCarousel.h"
 #include "tamberResponse/tamberForYouCarousel.h"
 #include "tamberResponse/tamberNowPlaying.h"
+#include "tamberResponse/tamberProfileCollation.h"
 #include "tamberResponse/tamberRecentsCarousel.h"
 #include "tamberResponse/tamberSearch.h"
 #include "tamberResponse/tamberSessionHandlers.h"
@@ -374,9 +375,9 @@ TQLModuleHandlerBase* TQLResponseHandler::createModuleHandler(const tql_string& 
     return nullptr;
 }
 
-TQLModuleHandlerBase* TQLResponseHandler::createHandlerForKey(const char*)
+TQLModuleHandlerBase* TQLResponseHandler::createHandlerForKey(const char* shortPath)
 {
-    return nullptr;
+    return createProfileCollationHandler(shortPath, m_response, m_callback);
 }
 
 void TQLResponseHandler::selectModulHandler(const tql_string& value)
