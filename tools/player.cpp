@@ -241,11 +241,12 @@ void progress(const Player& p)
     if (!p.interactive)
         return;
     char figures[96];
-    snprintf(figures, sizeof figures, "%d kbit/s | %.1f s buffered", p.bitRate / 1000, p.bufferedMs() / 1000.0);
-    std::string line = "[" + clockText(p.playedMs) + "/" + clockText(p.targetMs) + "] " + p.channelName;
+    snprintf(figures, sizeof figures, "%d kbit/s, %.1f s buffered", p.bitRate / 1000, p.bufferedMs() / 1000.0);
+    std::string line = "[" + clockText(p.playedMs) + "/" + clockText(p.targetMs) + "] " +
+                       (p.paused ? "(paused) " : "") + p.channelName;
     if (!p.track.empty())
         line += " | " + p.track;
-    line += std::string(" | ") + figures + (p.paused ? " | paused" : "");
+    line += std::string(" | ") + figures;
     fprintf(p.info, "\r\033[K%s", fitted(line, p.columns - 1).c_str());
     fflush(p.info);
 }
@@ -316,8 +317,12 @@ void skip(Player& p, bool forward)
                                            : "the skip failed";
         say(p, "%s: %s", forward ? "next" : "previous", why);
     } else if (where == "goLive") {
-        say(p, "next: back to the live edge");
-        retune(p, "", "");
+        if (!p.timeShifted) {
+            say(p, "next: already at the live edge");
+        } else {
+            say(p, "next: back to the live edge");
+            retune(p, "", "");
+        }
     } else if (where.compare(0, 5, "drav;") == 0) {
         say(p, "%s: this channel skips by clips, which tqlplay does not play", forward ? "next" : "previous");
     } else {
