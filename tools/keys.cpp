@@ -27,7 +27,8 @@ void restoreTerminal()
 
 Keyboard::Keyboard()
 {
-    if (!isatty(STDIN_FILENO) || tcgetattr(STDIN_FILENO, &g_saved) != 0)
+    // In the background a terminal stops a process that changes its modes.
+    if (!isatty(STDIN_FILENO) || tcgetpgrp(STDIN_FILENO) != getpgrp() || tcgetattr(STDIN_FILENO, &g_saved) != 0)
         return;
     struct termios raw = g_saved;
     raw.c_lflag &= static_cast<tcflag_t>(~(ICANON | ECHO));

@@ -60,3 +60,12 @@ expect_out "tqlplay: cannot write stdout: No space left on device"
 status=${PIPESTATUS[0]}
 expect_status 1
 expect_out "tqlplay: cannot write stdout: Broken pipe"
+
+# Audio is no text for a terminal: refused before the service is asked.
+source "$(dirname "$0")/pty.sh"
+tunes=$(state_value 's["requests"].get("/rest/v4/experience/modules/tune/now-playing-live", 0)')
+drive 20 play 2 --fast --seconds 2 --out - < /dev/null
+expect_status 2
+expect_pty "tqlplay: will not write audio to a terminal; redirect stdout or give --out FILE"
+[ "$(state_value 's["requests"].get("/rest/v4/experience/modules/tune/now-playing-live", 0)')" = "$tunes" ] ||
+  fail "audio for a terminal was tuned"
