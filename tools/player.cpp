@@ -284,6 +284,8 @@ bool tune(Player& p, const std::string& timestamp, const std::string& asset, con
     ctx.assetGuid = asset.empty() && timestamp.empty() ? nullptr : asset.c_str();
     p.streamStartMs = p.writtenMs;
     p.reportedMs = ~0u;
+    if (p.paused && p.clockAt)
+        p.clockAt = monotonicMs(); // a tune ends a pause: the paused time did not play
     p.paused = false;
     p.timeShifted = !timestamp.empty();
     return tql_playChannel(&ctx) == TQL_OK;
@@ -304,8 +306,9 @@ void retune(Player& p, const std::string& timestamp, const std::string& asset)
 // The engine answers a skip with where to tune, or why not.
 void skip(Player& p, bool forward)
 {
-    char answer[512];
-    int result = forward ? tql_getNextSegmentTime(answer, sizeof answer) : tql_getPrevSegmentTime(answer, sizeof answer);
+    char answer[512] = "";
+    int result = forward ? tql_getNextSegmentTime(answer, sizeof answer - 1)
+                         : tql_getPrevSegmentTime(answer, sizeof answer - 1);
     std::string where = result >= 0 || result == -118 ? answer : "";
     if (result == -118 && where.compare(0, 6, "error/") == 0) {
         say(p, "%s", where.c_str() + 6);
@@ -315,7 +318,7 @@ void skip(Player& p, bool forward)
                           : result == -4   ? "skipping is not allowed here"
                           : result == -119 ? (forward ? "no later track" : "no earlier track")
                                            : "the skip failed";
-        say(p, "%s: %s", forward ? "next" : "previous", why);
+        say(p, "%s: %s (%d)", forward ? "next" : "previous", why, result);
     } else if (where == "goLive") {
         if (!p.timeShifted) {
             say(p, "next: already at the live edge");
