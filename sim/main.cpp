@@ -387,6 +387,8 @@ int main(int argc, char** argv)
     });
 
     std::printf("tqlsim listening on %s\n", base.c_str());
+    // What a shell needs for tqlplay to find this simulator, ready to paste.
+    std::printf("export TQLPLAY_SERVICE=%s\n", base.c_str());
     std::fflush(stdout);
     svr.listen_after_bind();
     const bool asked = state.stopping;

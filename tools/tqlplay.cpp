@@ -1,12 +1,18 @@
 // tqlplay: a command-line host of libtqllib. Logs in, lists the line-up and
 // the tile lists (favorites, recents, recommendations, search results), and
 // plays a channel or an episode to a file as a device would.
+#include <fcntl.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
+#include "cli.h"
+#include "errors.h"
+#include "lineup.h"
 #include "player.h"
 #include "profileCommands.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -16,14 +22,11 @@
 #include "tqlhost.h"
 #include "tqllib.h"
 
+using namespace tqlplay;
+
 namespace {
 
-struct Channel {
-    int number;
-    std::string name;
-    std::string category;
-    bool available;
-};
+using Args = std::vector<std::string>;
 
 // One tile as the library handed it over; its texts are only lent.
 struct Tile {
@@ -40,7 +43,7 @@ struct Host {
 int onError(void*, tql_errorNotification* e)
 {
     if (e->errorCode)
-        fprintf(stderr, "tqlplay: %s (error %d)\n", tql_get_error(e->errorCode), e->errorCode);
+        reportError(e->errorCode);
     return 1;
 }
 void onMetadata(void*, tql_metadata*) {}
@@ -82,56 +85,14 @@ void onGlobalSettings(void*, tql_globalSetting*, int) {}
 
 int onChannel(void* context, tql_content* c)
 {
-    auto* host = static_cast<Host*>(context);
-    host->channels.push_back({c->tamberChannelNumber, c->name ? c->name : "",
-                              c->categoryName ? c->categoryName : "", c->isAvailable != 0});
+    static_cast<Host*>(context)->channels.push_back(channelOf(*c));
     return 1;
-}
-
-void usage(FILE* out)
-{
-    fprintf(out,
-            "usage: tqlplay [--service URL] [--account FILE] [--log LEVEL] COMMAND\n"
-            "\n"
-            "commands:\n"
-            "  login USER PASSWORD   log in and keep the account in the account file\n"
-            "  channels              log in with the kept account and print the line-up\n"
-            "  favorites             ... and print the account's favorites\n"
-            "  recents               ... and print what the account played lately\n"
-            "  foryou                ... and print the recommendations\n"
-            "  search TEXT           ... and print the channels and shows matching TEXT\n"
-            "  play CHANNEL          ... and play a live channel (its id) to a file\n"
-            "  presets               ... and print the presets\n"
-            "  preset set SLOT CHANNEL  ... put a channel (its id) in a preset slot\n"
-            "  favorite add|remove ID   ... change the favorites (a channel id, or a show guid)\n"
-            "  recents clear         ... and empty the recently played list\n"
-            "  pausepoints           ... and print where episodes were left off\n"
-            "  settings [NAME=VALUE]...  ... change global settings and print them all\n"
-            "\n"
-            "play options:\n"
-            "  --seconds N     stop after N seconds of audio (default 20)\n"
-            "  --out FILE|-    where the ADTS AAC stream goes (default tqlplay.aac; - for stdout)\n"
-            "  --fast          take audio as fast as it comes instead of at playing speed\n"
-            "  --episode CAID  play the on-demand episode with this access control id instead\n"
-            "  --start TIME    start at this stream time (\"YYYY-MM-DDTHH:MM:SS.mmm+00:00\"), with --asset\n"
-            "  --asset GUID    the asset that holds the start time\n"
-            "  --fixed-key HEX the device's fixed key (default the simulator's)\n"
-            "  --give-up N     end the playback after N seconds without audio (default 60)\n"
-            "\n"
-            "Tile lists print one row per tile (type, id, name, description, first image\n"
-            "URL) or \"(none)\" for an empty list.\n"
-            "\n"
-            "options:\n"
-            "  --service URL   the service's base URL (default $TQLPLAY_SERVICE or http://127.0.0.1:8080)\n"
-            "  --account FILE  the account file (default $HOME/.tqlplay-account)\n"
-            "  --log LEVEL     library log level on stderr, 1 errors .. 4 debug (default 0: none)\n"
-            "  --help          this text\n");
 }
 
 int fail(const tql_errorNotification& error)
 {
-    fprintf(stderr, "tqlplay: %s (error %d)\n", tql_get_error(error.errorCode), error.errorCode);
-    return 1;
+    reportError(error.errorCode);
+    return kExitFailure;
 }
 
 int start(Host& host)
@@ -161,11 +122,43 @@ int start(Host& host)
     return tql_registerCallbacks(cb) == TQL_OK;
 }
 
-int login(const char* user, const char* password)
+// The account file is written beside itself and renamed into place, so
+// its folder must take a new file. Checked before the service is asked.
+bool accountWritable(const std::string& path)
 {
+    std::string folder = path.find('/') == std::string::npos ? "." : path.substr(0, path.rfind('/'));
+    struct stat st;
+    const char* why = nullptr;
+    if (folder.empty())
+        folder = "/";
+    if (stat(path.c_str(), &st) == 0 && S_ISDIR(st.st_mode))
+        why = strerror(EISDIR);
+    else if (access(folder.c_str(), W_OK | X_OK) != 0)
+        why = strerror(errno);
+    if (why)
+        fprintf(stderr, "tqlplay: cannot keep the account in %s: %s\n", path.c_str(), why);
+    return !why;
+}
+
+// The library stores the account through the port and does not say
+// whether that worked: read it back.
+bool accountKept(const char* user, const char* password)
+{
+    tql_TamberAccount held;
+    memset(&held, 0, sizeof held);
+    bool same = tql_getAccount(&held) && held.username && held.password && strcmp(held.username, user) == 0 &&
+                strcmp(held.password, password) == 0;
+    tql_freeAccount(&held);
+    return same;
+}
+
+int login(const char* user, const char* password, const std::string& accountFile)
+{
+    if (!accountWritable(accountFile))
+        return kExitFailure;
     Host host;
     if (!start(host))
-        return 1;
+        return kExitFailure;
     tql_TamberAccount account;
     memset(&account, 0, sizeof account);
     account.username = user;
@@ -175,8 +168,13 @@ int login(const char* user, const char* password)
     tql_deinit();
     if (ok != TQL_OK)
         return fail(error);
+    if (!accountKept(user, password)) {
+        fprintf(stderr, "tqlplay: logged in as %s, but the account could not be kept in %s\n", user,
+                accountFile.c_str());
+        return kExitFailure;
+    }
     printf("Logged in as %s\n", user);
-    return 0;
+    return kExitOk;
 }
 
 int channels()
@@ -191,9 +189,11 @@ int channels()
         return fail(error);
     std::stable_sort(host.channels.begin(), host.channels.end(),
                      [](const Channel& a, const Channel& b) { return a.number < b.number; });
-    printf("%6s  %-28s  %-20s  %s\n", "NUMBER", "NAME", "CATEGORY", "AVAILABLE");
+    // The id is what play takes; it stands last so that the columns before keep their place.
+    printf("%6s  %-28s  %-20s  %-9s  %s\n", "NUMBER", "NAME", "CATEGORY", "AVAILABLE", "ID");
     for (const Channel& c : host.channels)
-        printf("%6d  %-28s  %-20s  %s\n", c.number, c.name.c_str(), c.category.c_str(), c.available ? "yes" : "no");
+        printf("%6d  %-28s  %-20s  %-9s  %s\n", c.number, c.name.c_str(), c.category.c_str(),
+               c.available ? "yes" : "no", c.id.c_str());
     printf("%zu listings\n", host.channels.size());
     return 0;
 }
@@ -292,6 +292,16 @@ int search(const std::string& text)
     return report(host);
 }
 
+// Output to stdout that could not be written is a failure like any other.
+int finish(int status)
+{
+    if (fflush(stdout) != 0 || ferror(stdout)) {
+        fprintf(stderr, "tqlplay: cannot write stdout: %s\n", strerror(errno));
+        return status == kExitOk ? kExitFailure : status;
+    }
+    return status;
+}
+
 } // namespace
 
 int main(int argc, char** argv)
@@ -300,94 +310,94 @@ int main(int argc, char** argv)
     std::string service = env && *env ? env : "http://127.0.0.1:8080";
     const char* home = getenv("HOME");
     std::string account = std::string(home ? home : ".") + "/.tqlplay-account";
-    int logLevel = 0;
-    tqlplay::PlayOptions options;
+    long logLevel = 0;
+    tqlplay::PlayOptions play;
     std::string fixedKey = tqlplay::kDefaultFixedKey;
-    std::vector<std::string> args;
-    for (int i = 1; i < argc; ++i) {
-        std::string a = argv[i];
-        if (a == "--help" || a == "-h") {
-            usage(stdout);
-            return 0;
-        }
-        if ((a == "--service" || a == "--account" || a == "--log") && i + 1 < argc) {
-            std::string value = argv[++i];
-            if (a == "--service")
-                service = value;
-            else if (a == "--account")
-                account = value;
-            else
-                logLevel = atoi(value.c_str());
-        } else if (a == "--fast") {
-            options.fast = true;
-        } else if ((a == "--seconds" || a == "--out" || a == "--episode" || a == "--start" || a == "--asset" ||
-                    a == "--fixed-key" || a == "--give-up") &&
-                   i + 1 < argc) {
-            std::string value = argv[++i];
-            if (a == "--seconds")
-                options.seconds = atoi(value.c_str());
-            else if (a == "--out")
-                options.out = value;
-            else if (a == "--episode")
-                options.episode = value;
-            else if (a == "--start")
-                options.start = value;
-            else if (a == "--asset")
-                options.asset = value;
-            else if (a == "--give-up")
-                options.giveUpSeconds = atoi(value.c_str());
-            else
-                fixedKey = value;
-        } else if (a.rfind("--", 0) == 0) {
-            fprintf(stderr, "tqlplay: unknown option %s\n", a.c_str());
-            usage(stderr);
-            return 2;
-        } else {
-            args.push_back(a);
-        }
+    using tqlplay::cli::number;
+    auto text = [](std::string& to) { return [&to](const char* value) { to = value; return true; }; };
+
+    const char* const general = "options";
+    const char* const playing = "play options";
+    std::vector<cli::Option> options = {
+        {"service", "URL", general, "the service's base URL (default $TQLPLAY_SERVICE or http://127.0.0.1:8080)",
+         text(service)},
+        {"account", "FILE", general, "the account file (default $HOME/.tqlplay-account)", text(account)},
+        {"log", "LEVEL", general, "library log level on stderr, 1 errors .. 4 debug (default 0: none)",
+         [&](const char* v) { return number("log", v, 0, 4, logLevel); }},
+        {"seconds", "N", playing, "stop once the output holds N seconds of audio (default 20)",
+         [&](const char* v) { return number("seconds", v, 1, tqlplay::kMaxSeconds, play.seconds); }},
+        {"out", "FILE|-", playing, "where the ADTS AAC stream goes (default tqlplay.aac; - for stdout)",
+         text(play.out)},
+        {"fast", nullptr, playing, "take audio as fast as it comes instead of at playing speed",
+         [&](const char*) { return play.fast = true; }},
+        {"episode", "CAID", playing, "play the on-demand episode with this access control id instead",
+         text(play.episode)},
+        {"start", "TIME", playing, "start at this stream time (YYYY-MM-DDTHH:MM:SS.mmm+00:00), with --asset",
+         text(play.start)},
+        {"asset", "GUID", playing, "the asset that holds the start time", text(play.asset)},
+        {"fixed-key", "HEX", playing, "the device's fixed key (default the simulator's)", text(fixedKey)},
+        {"give-up", "N", playing, "end the playback after N seconds without audio (default 60)",
+         [&](const char* v) { return number("give-up", v, 1, 86400, play.giveUpSeconds); }},
+    };
+    std::vector<cli::Command> commands = {
+        {"login", "USER PASSWORD", 2, 2, "log in and keep the account in the account file",
+         [&](const Args& a) { return login(a[0].c_str(), a[1].c_str(), account); }},
+        {"channels", "", 0, 0, "log in with the kept account and print the line-up",
+         [&](const Args&) { return channels(); }},
+        {"favorites", "", 0, 0, "... and print the account's favorites",
+         [&](const Args&) { return tileList(TileList::Favorites); }},
+        {"recents", "[clear]", 0, 1, "... and print what the account played lately (after emptying it)",
+         [&](const Args& a) {
+             if (a.empty())
+                 return tileList(TileList::Recents);
+             if (a[0] != "clear")
+                 return cli::usageError("recents takes only \"clear\"");
+             int rc = tqlplay::clearRecents();
+             return rc ? rc : tileList(TileList::Recents);
+         }},
+        {"foryou", "", 0, 0, "... and print the recommendations", [&](const Args&) { return tileList(TileList::ForYou); }},
+        {"search", "TEXT", 1, 1, "... and print the channels and shows matching TEXT",
+         [&](const Args& a) { return search(a[0]); }},
+        {"play", "CHANNEL", 1, 1, "... and play a live channel (its id, number or name) to a file",
+         [&](const Args& a) {
+             play.channel = a[0];
+             return tqlplay::play(play);
+         }},
+        {"presets", "", 0, 0, "... and print the presets", [&](const Args&) { return tqlplay::presets(); }},
+        {"preset", "set SLOT CHANNEL", 3, 3, "... put a channel (its id) in a preset slot",
+         [&](const Args& a) {
+             if (a[0] != "set")
+                 return cli::usageError("preset takes \"set SLOT CHANNEL\"");
+             return tqlplay::setPreset(a[1], a[2]);
+         }},
+        {"favorite", "add|remove ID", 2, 2, "... change the favorites (a channel id, or a show guid)",
+         [&](const Args& a) {
+             int rc = tqlplay::changeFavorite(a[0], a[1]);
+             return rc ? rc : tileList(TileList::Favorites);
+         }},
+        {"pausepoints", "", 0, 0, "... and print where episodes were left off",
+         [&](const Args&) { return tqlplay::pausePoints(); }},
+        {"settings", "[NAME=VALUE]...", 0, 64, "... change global settings and print them all",
+         [&](const Args& a) { return tqlplay::settings(a); }},
+    };
+
+    std::vector<std::string> operands;
+    int status = cli::parse(argc, argv, options, commands, operands);
+    if (status >= 0)
+        return finish(status);
+    const cli::Command* command = cli::find(commands, operands);
+    if (!command)
+        return kExitUsage;
+    if (fcntl(STDOUT_FILENO, F_GETFL) < 0) {
+        // Closed, so that the first file opened would take its place.
+        fprintf(stderr, "tqlplay: cannot write stdout: %s\n", strerror(errno));
+        return kExitFailure;
     }
-    tqlhost_set_log_level(logLevel);
+    tqlplay::setServiceUrl(service);
+    tqlhost_set_log_level(static_cast<int>(logLevel));
     tqlhost_set_config_url(service.c_str());
     tqlhost_set_account_file(account.c_str());
     tqlhost_set_device("tqlplay", "linux", "tqlplay-device");
     tqlhost_set_fixed_key(fixedKey.c_str());
-
-    if (args.size() == 3 && args[0] == "login")
-        return login(args[1].c_str(), args[2].c_str());
-    if (args.size() == 1 && args[0] == "channels")
-        return channels();
-    if (args.size() == 1 && args[0] == "favorites")
-        return tileList(TileList::Favorites);
-    if (args.size() == 1 && args[0] == "recents")
-        return tileList(TileList::Recents);
-    if (args.size() == 1 && args[0] == "foryou")
-        return tileList(TileList::ForYou);
-    if (args.size() == 2 && args[0] == "search")
-        return search(args[1]);
-    if (args.size() == 1 && args[0] == "presets")
-        return tqlplay::presets();
-    if (args.size() == 4 && args[0] == "preset" && args[1] == "set")
-        return tqlplay::setPreset(args[2], args[3]);
-    if (args.size() == 3 && args[0] == "favorite") {
-        int rc = tqlplay::changeFavorite(args[1], args[2]);
-        return rc ? rc : tileList(TileList::Favorites);
-    }
-    if (args.size() == 2 && args[0] == "recents" && args[1] == "clear") {
-        int rc = tqlplay::clearRecents();
-        return rc ? rc : tileList(TileList::Recents);
-    }
-    if (args.size() == 1 && args[0] == "pausepoints")
-        return tqlplay::pausePoints();
-    if (!args.empty() && args[0] == "settings")
-        return tqlplay::settings(std::vector<std::string>(args.begin() + 1, args.end()));
-    if (args.size() == 2 && args[0] == "play") {
-        options.channel = args[1];
-        if (options.seconds <= 0) {
-            fprintf(stderr, "tqlplay: --seconds needs a positive number\n");
-            return 2;
-        }
-        return tqlplay::play(options);
-    }
-    usage(stderr);
-    return 2;
+    return finish(command->run(Args(operands.begin() + 1, operands.end())));
 }
