@@ -62,6 +62,15 @@ void allowWebOnly(CURL* curl)
 #endif
 }
 
+// The cookie engine, in memory, once per handle: a reset keeps it and its
+// cookies. It is armed by handing it a cookie that has already expired, not
+// with an empty cookie file, because libcurl keeps the list of cookie files
+// among the options and curl_easy_reset drops that list without freeing it.
+void armCookieEngine(CURL* curl)
+{
+    curl_easy_setopt(curl, CURLOPT_COOKIELIST, "Set-Cookie: tqlhost=; expires=Thu, 01 Jan 1970 00:00:01 GMT");
+}
+
 // Options that every request needs; applied again after a reset, which
 // drops options but keeps the cookie engine and its cookies.
 void applyDefaults(CURL* curl)
@@ -107,7 +116,7 @@ void* tamber_HT_init(void)
     std::call_once(once, [] { curl_global_init(CURL_GLOBAL_DEFAULT); });
     CURL* curl = curl_easy_init();
     if (curl) {
-        curl_easy_setopt(curl, CURLOPT_COOKIEFILE, ""); // the cookie engine, in memory, once per handle
+        armCookieEngine(curl);
         applyDefaults(curl);
     }
     return curl;

@@ -281,4 +281,18 @@ TEST_F(HostTransport, ResetKeepsTheSessionCookieAndCostsNoMemory)
     EXPECT_NE(std::string::npos, requests[1].find("Cookie: session=abc")) << requests[1];
 }
 
+TEST_F(HostTransport, AHandleGivesBackAllItTookResetsIncluded)
+{
+    LoopbackServer server([](const std::string&) { return okReply("{}", true, "Set-Cookie: session=abc\r\n"); });
+    long before = g_curlLiveBytes.load();
+    void* other = tamber_HT_init();
+    ASSERT_NE(nullptr, other);
+    Received received;
+    ASSERT_EQ(CURLE_OK, get(other, server.url(), received));
+    tamber_HT_reset(other);
+    tamber_HT_reset(other);
+    tamber_HT_cleanup(other);
+    EXPECT_EQ(before, g_curlLiveBytes.load());
+}
+
 } // namespace
