@@ -2,6 +2,7 @@
 // parser, the response router and the module handlers it makes, the way a
 // transfer delivers a reply.
 #include <cstdint>
+#include <cstdlib>
 #include <cstring>
 #include <vector>
 
@@ -50,5 +51,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
         at += piece;
     }
     parser.parseSaxDone();
+    // Whatever the input, the envelope keeps no more messages than its limit.
+    if (response.m_messages.size() > TQLResponseHandler::kMessageLimit)
+        abort();
     return 0;
 }

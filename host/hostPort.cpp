@@ -70,6 +70,28 @@ bool fromHex(const std::string& hex, std::string& out)
     }
     return true;
 }
+// A new file that only its owner can read. Whatever stood at that name (a
+// temporary left by a crash, someone else's file, a symbolic link) is
+// removed, never opened: its mode or its target would otherwise receive the
+// credentials. Should something appear there again before the create, the
+// create fails instead of following it.
+int createPrivate(const std::string& path)
+{
+    unlink(path.c_str());
+    return open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600);
+}
+
+// The rename is only durable once the directory that holds the name is.
+void syncDirectoryOf(const std::string& path)
+{
+    size_t slash = path.rfind('/');
+    std::string dir = slash == std::string::npos ? "." : slash == 0 ? "/" : path.substr(0, slash);
+    int fd = open(dir.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    if (fd >= 0) {
+        fsync(fd);
+        close(fd);
+    }
+}
 } // namespace
 
 extern "C" {
@@ -229,7 +251,7 @@ int tql_setAccount(const tql_TamberAccount* account)
         text << toHex(slot) << "\n";
     // A crash never leaves half an account: write a private temporary, then rename.
     std::string temp = path + ".tmp";
-    int fd = open(temp.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
+    int fd = createPrivate(temp);
     if (fd < 0)
         return 0;
     std::string data = text.str();
@@ -239,6 +261,7 @@ int tql_setAccount(const tql_TamberAccount* account)
         unlink(temp.c_str());
         return 0;
     }
+    syncDirectoryOf(path);
     return 1;
 }
 

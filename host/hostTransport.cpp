@@ -2,17 +2,80 @@
 // connections are reused and the session cookie travels between requests.
 #include <curl/curl.h>
 
+#include <atomic>
 #include <cstdlib>
 #include <cstring>
 #include <mutex>
 
+#include "tqlhost.h"
 #include "tqllib.h"
 
 namespace {
-// Options that every request needs; applied again after a reset.
+std::atomic<size_t> g_maxReplyBytes{TQLHOST_DEFAULT_MAX_REPLY_BYTES};
+// Far above what a service sends in headers, far below what would hurt.
+const size_t kMaxHeaderBytes = 256 * 1024;
+
+// The library's callbacks behind a count, so that no reply, however long or
+// however it is framed, makes the transfer go on past the limits.
+struct Transfer {
+    tamberHTRequestCtx* ctx;
+    size_t maxBody;
+    size_t body = 0;
+    size_t headers = 0;
+};
+
+size_t countedBody(char* data, size_t size, size_t count, void* self)
+{
+    auto* transfer = static_cast<Transfer*>(self);
+    size_t n = size * count;
+    if (n > transfer->maxBody - transfer->body)
+        return 0; // anything but n ends the transfer with a write error
+    transfer->body += n;
+    if (!transfer->ctx->writeCallback)
+        return n;
+    return transfer->ctx->writeCallback(data, size, count, transfer->ctx->writeData);
+}
+
+size_t countedHeader(char* data, size_t size, size_t count, void* self)
+{
+    auto* transfer = static_cast<Transfer*>(self);
+    size_t n = size * count;
+    if (n > kMaxHeaderBytes - transfer->headers)
+        return 0;
+    transfer->headers += n;
+    if (!transfer->ctx->headerCallback)
+        return n;
+    return transfer->ctx->headerCallback(data, size, count, transfer->ctx->headerData);
+}
+
+void allowWebOnly(CURL* curl)
+{
+    // A location of any other scheme (file, ftp, smb...) must never be
+    // opened on the device's behalf; the library follows redirects by making
+    // the next request itself, so requests are limited as well as redirects.
+#if LIBCURL_VERSION_NUM >= 0x075500
+    curl_easy_setopt(curl, CURLOPT_PROTOCOLS_STR, "http,https");
+    curl_easy_setopt(curl, CURLOPT_REDIR_PROTOCOLS_STR, "http,https");
+#else
+    curl_easy_setopt(curl, CURLOPT_PROTOCOLS, static_cast<long>(CURLPROTO_HTTP | CURLPROTO_HTTPS));
+    curl_easy_setopt(curl, CURLOPT_REDIR_PROTOCOLS, static_cast<long>(CURLPROTO_HTTP | CURLPROTO_HTTPS));
+#endif
+}
+
+// The cookie engine, in memory, once per handle: a reset keeps it and its
+// cookies. It is armed by handing it a cookie that has already expired, not
+// with an empty cookie file, because libcurl keeps the list of cookie files
+// among the options and curl_easy_reset drops that list without freeing it.
+void armCookieEngine(CURL* curl)
+{
+    curl_easy_setopt(curl, CURLOPT_COOKIELIST, "Set-Cookie: tqlhost=; expires=Thu, 01 Jan 1970 00:00:01 GMT");
+}
+
+// Options that every request needs; applied again after a reset, which
+// drops options but keeps the cookie engine and its cookies.
 void applyDefaults(CURL* curl)
 {
-    curl_easy_setopt(curl, CURLOPT_COOKIEFILE, ""); // the cookie engine, in memory
+    allowWebOnly(curl);
     curl_easy_setopt(curl, CURLOPT_FOLLOWLOCATION, 0L); // the library follows redirects itself
     curl_easy_setopt(curl, CURLOPT_HTTP_VERSION, static_cast<long>(CURL_HTTP_VERSION_1_1)); // status lines it reads
     curl_easy_setopt(curl, CURLOPT_NOSIGNAL, 1L);
@@ -42,13 +105,20 @@ tamberHTCookie* cookieList(CURL* curl)
 
 extern "C" {
 
+void tqlhost_set_max_reply_bytes(size_t bytes)
+{
+    g_maxReplyBytes = bytes ? bytes : TQLHOST_DEFAULT_MAX_REPLY_BYTES;
+}
+
 void* tamber_HT_init(void)
 {
     static std::once_flag once;
     std::call_once(once, [] { curl_global_init(CURL_GLOBAL_DEFAULT); });
     CURL* curl = curl_easy_init();
-    if (curl)
+    if (curl) {
+        armCookieEngine(curl);
         applyDefaults(curl);
+    }
     return curl;
 }
 
@@ -67,10 +137,12 @@ int tamber_HT_Request(tamberHTRequestCtx* ctx)
         curl_easy_setopt(curl, CURLOPT_HTTPGET, 1L);
     }
     curl_easy_setopt(curl, CURLOPT_HTTPHEADER, headers);
-    curl_easy_setopt(curl, CURLOPT_WRITEFUNCTION, ctx->writeCallback);
-    curl_easy_setopt(curl, CURLOPT_WRITEDATA, ctx->writeData);
-    curl_easy_setopt(curl, CURLOPT_HEADERFUNCTION, ctx->headerCallback);
-    curl_easy_setopt(curl, CURLOPT_HEADERDATA, ctx->headerData);
+    Transfer transfer{ctx, g_maxReplyBytes.load()};
+    curl_easy_setopt(curl, CURLOPT_MAXFILESIZE_LARGE, static_cast<curl_off_t>(transfer.maxBody));
+    curl_easy_setopt(curl, CURLOPT_WRITEFUNCTION, countedBody);
+    curl_easy_setopt(curl, CURLOPT_WRITEDATA, &transfer);
+    curl_easy_setopt(curl, CURLOPT_HEADERFUNCTION, countedHeader);
+    curl_easy_setopt(curl, CURLOPT_HEADERDATA, &transfer);
     curl_easy_setopt(curl, CURLOPT_ERRORBUFFER, ctx->errorBuffer);
     curl_easy_setopt(curl, CURLOPT_TIMEOUT, static_cast<long>(ctx->totalTimeout));
     curl_easy_setopt(curl, CURLOPT_CONNECTTIMEOUT, static_cast<long>(ctx->connectTimeout));
@@ -87,6 +159,8 @@ int tamber_HT_Request(tamberHTRequestCtx* ctx)
     curl_easy_setopt(curl, CURLOPT_ERRORBUFFER, nullptr);
     curl_easy_setopt(curl, CURLOPT_HTTPHEADER, nullptr);
     curl_easy_setopt(curl, CURLOPT_POSTFIELDS, nullptr);
+    curl_easy_setopt(curl, CURLOPT_WRITEDATA, nullptr);
+    curl_easy_setopt(curl, CURLOPT_HEADERDATA, nullptr);
     curl_slist_free_all(headers);
     return static_cast<int>(rc);
 }

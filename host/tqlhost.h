@@ -4,11 +4,14 @@
  * Link libtqlhost beside libtqllib and the port is defined: memory, sleep,
  * pthread mutexes, the realtime clock, a stderr logger, an account file that
  * only its owner can read, device identity from these settings, an HTTP
- * transport on libcurl and an AES-128-CBC decryptor on OpenSSL.
+ * transport on libcurl (http and https only, replies of a bounded size)
+ * and an AES-128-CBC decryptor on OpenSSL.
  * Call the setters before tql_init().
  */
 #ifndef TQLHOST_H
 #define TQLHOST_H
+
+#include <stddef.h>
 
 #ifdef __cplusplus
 extern "C" {
@@ -28,6 +31,12 @@ void tqlhost_set_device(const char* make, const char* model, const char* deviceI
 
 /* The device's fixed key as hexadecimal text. */
 void tqlhost_set_fixed_key(const char* hex);
+
+/* The most body bytes one HTTP reply may bring; a longer reply ends its
+ * transfer with a write error. 0 restores the default. Requests and
+ * redirects are limited to http and https whatever this says. */
+#define TQLHOST_DEFAULT_MAX_REPLY_BYTES ((size_t)8 * 1024 * 1024)
+void tqlhost_set_max_reply_bytes(size_t bytes);
 
 #ifdef __cplusplus
 }

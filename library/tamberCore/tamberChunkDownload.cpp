@@ -67,11 +67,10 @@ int CMTamberNodeResponder::switchStreamAfterFailure(const tamberChunk& chunk)
     TQL_LOG(2, "Error downloadning chunk #%d on bitrate %d -> switching stream", chunk.seqNum, chunk.bitRate);
     m_chunkFileList.clear();
     m_lastListedSeqNum = m_currentSeqNum > 0 ? m_currentSeqNum - 1 : 0;
-    ++m_streamIndex;
-    ++m_requestedStreamIndex;
+    int index = stepStreamIndexes();
     m_indexFileRequired = 1;
-    TQL_LOG(3, "index = %d variantFileList length = %d", m_streamIndex, static_cast<int>(m_variantFileList.size()));
-    if (m_streamIndex + 1 >= static_cast<int>(m_variantFileList.size())) {
+    TQL_LOG(3, "index = %d variantFileList length = %d", index, static_cast<int>(m_variantFileList.size()));
+    if (index + 1 >= static_cast<int>(m_variantFileList.size())) {
         triggerTokenUpdate();
         m_syncAltServer = 1;
         m_tokenData.useAlternateServer = !m_tokenData.useAlternateServer;

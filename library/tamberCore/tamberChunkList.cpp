@@ -95,20 +95,25 @@ int CMTamberNodeResponder::indexFileFailed()
     m_tokenRequest.useAlternateServer = m_tokenData.useAlternateServer;
     TQL_LOG(2, "Problem on current system index file update failed -> switch systems: useAlternateServer = %d",
             m_tokenData.useAlternateServer);
-    m_streamIndex = m_requestedStreamIndex = m_defaultStreamIndex;
+    setStreamIndexes(m_defaultStreamIndex);
     return respondRestartLoop;
 }
 
 int CMTamberNodeResponder::getIndexFile()
 {
     int top = static_cast<int>(m_variantFileList.size()) - 1; // the key carrier
-    if (m_streamIndex == top)
-        m_streamIndex = m_requestedStreamIndex = m_defaultStreamIndex;
-    if (top <= m_streamIndex || m_streamIndex < 0)
+    // Read once per step: the host may select another index meanwhile, and
+    // only an index checked against the list may pick its entry.
+    int index = streamIndex();
+    if (index == top) {
+        index = m_defaultStreamIndex;
+        setStreamIndexes(index);
+    }
+    if (top <= index || index < 0)
         return -1;
     do {
         TQL_LOG(4, "Size of streams: %d ", top);
-        tql_url url(m_variantFileList[static_cast<size_t>(m_streamIndex)].uri);
+        tql_url url(m_variantFileList[static_cast<size_t>(index)].uri);
         if (url.isEmpty())
             return -1;
         TQL_LOG(3, "Downloading index file: %s ", url.toString().c_str());
@@ -119,9 +124,8 @@ int CMTamberNodeResponder::getIndexFile()
         }
         if (!m_chunkFileList.empty())
             return 1;
-        ++m_streamIndex;
-        ++m_requestedStreamIndex;
-    } while (m_streamIndex < top);
+        index = stepStreamIndexes();
+    } while (index >= 0 && index < top);
     return -1;
 }
 

@@ -95,6 +95,15 @@ int tql_core::getState()
     return state;
 }
 
+// Written under the mutex that getState reads under: tql_get_status may
+// come from another thread while a reply moves the state.
+void tql_core::setState(int state)
+{
+    m_mutex.lock();
+    m_state = state;
+    m_mutex.unlock();
+}
+
 int tql_core::getBypassState()
 {
     TQL_LOG(4, "getting bypass status thru dummy get server presets");
@@ -183,7 +192,7 @@ int tql_core::reauthenticate()
     if (!norvaleAuthenticationCall(account))
         return -1;
     if (m_state < CoreStateAuthenticated)
-        m_state = CoreStateAuthenticated;
+        setState(CoreStateAuthenticated);
     return 1;
 }
 
@@ -208,7 +217,7 @@ int tql_core::climbToAuthenticated(tql_errorNotification* error, const TamberAcc
             m_tamberRequest.getErrorResponse(error);
             return -1;
         }
-        m_state = CoreStateRouted;
+        setState(CoreStateRouted);
     }
     if (m_state == CoreStateRouted) {
         if (!norvaleConfigurationCall()) {
@@ -216,7 +225,7 @@ int tql_core::climbToAuthenticated(tql_errorNotification* error, const TamberAcc
             return -1;
         }
         copySixFlags(flags, error);
-        m_state = CoreStateConfigured;
+        setState(CoreStateConfigured);
     }
     if (m_state == CoreStateConfigured) {
         if (!norvaleAuthenticationCall(account)) {
@@ -224,7 +233,7 @@ int tql_core::climbToAuthenticated(tql_errorNotification* error, const TamberAcc
             return -1;
         }
         copySixFlags(flags, error);
-        m_state = CoreStateAuthenticated;
+        setState(CoreStateAuthenticated);
     }
     return 1;
 }
@@ -285,7 +294,7 @@ int tql_core::norvaleChannelList(tql_errorNotification* error)
         return -1;
     }
     copySixFlags(m_tamberRequest.m_bypassStatus, out);
-    m_state = CoreStateChannelsRead;
+    setState(CoreStateChannelsRead);
     return 1;
 }
 
@@ -301,7 +310,7 @@ int tql_core::norvaleChannelListingCall()
 
 void tql_core::triggerChannelRefetch()
 {
-    m_state = CoreStateAuthenticated;
+    setState(CoreStateAuthenticated);
 }
 
 int tql_core::failNoRouting(tql_errorNotification* error)

@@ -41,6 +41,7 @@ public:
     int checkVersion(const char* version);
     int setExternalVersion(const char* version);
     int getState();
+    void setState(int state);
     int getBypassState();
     int getMaxInactivityTime() const { return m_maxInactivityTime; }
     int setAudioOutpuLatency(int latency);
@@ -97,7 +98,7 @@ public:
     tql_chainedPausePoints* getPausePoints(int* status);
 
     // The service asked for the line-up to be read again.
-    void forceLineupReload() { m_state = CoreStateAuthenticated; }
+    void forceLineupReload() { setState(CoreStateAuthenticated); }
     int norvaleResumeCall();
     // The one way a stream error reaches the host: hook, log, onError, and
     // the sticky message flags cleared so it is told once.

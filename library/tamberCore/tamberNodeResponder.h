@@ -211,6 +211,12 @@ public:
     uint32_t m_playTimeMs = 0;
     uint32_t m_bufferedMs = 0;
 
+    // The stream index pair is the one state that another thread writes
+    // (tql_selectStreamIndex), so every access takes the stream mutex.
+    int streamIndex();
+    void setStreamIndexes(int index); // both to the same value
+    int stepStreamIndexes();          // both one up; gives the new stream index
+
 private:
     void resetForPlayback(const tokenRequestStrT& request);
     void clearPlayback();

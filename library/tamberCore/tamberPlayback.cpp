@@ -79,10 +79,7 @@ int tql_core::userPause(int pause)
 // The one control that may come from another thread.
 int tql_core::selectStreamIndex(int index)
 {
-    m_streamer->m_streamMutex.lock();
-    m_streamer->m_streamIndex = index;
-    m_streamer->m_requestedStreamIndex = index;
-    m_streamer->m_streamMutex.unlock();
+    m_streamer->setStreamIndexes(index);
     return 1;
 }
 

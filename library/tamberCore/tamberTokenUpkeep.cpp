@@ -157,9 +157,7 @@ int CMTamberNodeResponder::takeTuneResponse(int update)
         m_syncAltServer = 1;
         TQL_LOG(2, "Problem on current system index file update failed -> switch systems: useAlternateServer = %d",
                 m_tokenData.useAlternateServer);
-        m_streamMutex.lock();
-        m_streamIndex = m_requestedStreamIndex = m_defaultStreamIndex;
-        m_streamMutex.unlock();
+        setStreamIndexes(m_defaultStreamIndex);
         triggerChunkListUpdate();
     }
     if (variants == -1) {

@@ -56,7 +56,7 @@ void CMTamberNodeResponder::resetForPlayback(const tokenRequestStrT& request)
     m_chunkListUpdateSeconds = 0;
     m_terminate = 0;
 
-    m_streamIndex = m_requestedStreamIndex = m_defaultStreamIndex;
+    setStreamIndexes(m_defaultStreamIndex);
     m_lastMarkerTimestampMs = 0;
     m_streamBitRate = 0;
     m_pausedDurationMs = 0;

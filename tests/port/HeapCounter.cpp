@@ -1,11 +1,23 @@
 #include "HeapCounter.h"
 
 #include <atomic>
+#include <malloc.h>
+
 #include <cstdlib>
 #include <new>
 
 static std::atomic<long> g_newCalls{0};
 static std::atomic<long> g_liveBlocks{0};
+static std::atomic<long> g_liveBytes{0};
+static std::atomic<long> g_peakBytes{0};
+
+static void track(void* p)
+{
+    long now = g_liveBytes += static_cast<long>(malloc_usable_size(p));
+    long peak = g_peakBytes.load();
+    while (now > peak && !g_peakBytes.compare_exchange_weak(peak, now)) {
+    }
+}
 
 namespace testport {
 long heapAllocations()
@@ -17,6 +29,21 @@ long heapLiveBlocks()
 {
     return g_liveBlocks.load();
 }
+
+long heapLiveBytes()
+{
+    return g_liveBytes.load();
+}
+
+long heapPeakBytes()
+{
+    return g_peakBytes.load();
+}
+
+void resetHeapPeak()
+{
+    g_peakBytes = g_liveBytes.load();
+}
 } // namespace testport
 
 void* operator new(std::size_t size)
@@ -24,6 +51,7 @@ void* operator new(std::size_t size)
     ++g_newCalls;
     if (void* p = std::malloc(size ? size : 1)) {
         ++g_liveBlocks;
+        track(p);
         return p;
     }
     throw std::bad_alloc();
@@ -36,8 +64,10 @@ void* operator new[](std::size_t size)
 
 static void release(void* p)
 {
-    if (p)
+    if (p) {
         --g_liveBlocks;
+        g_liveBytes -= static_cast<long>(malloc_usable_size(p));
+    }
     std::free(p);
 }
 
@@ -67,8 +97,10 @@ void* operator new(std::size_t size, const std::nothrow_t&) noexcept
 {
     ++g_newCalls;
     void* p = std::malloc(size ? size : 1);
-    if (p)
+    if (p) {
         ++g_liveBlocks;
+        track(p);
+    }
     return p;
 }
 

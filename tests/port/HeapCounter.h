@@ -7,6 +7,11 @@ namespace testport {
 long heapAllocations();
 // Blocks allocated with operator new and not yet released.
 long heapLiveBlocks();
+// Bytes of those blocks as the allocator sized them, and the most there were
+// since the last resetHeapPeak(): what a path costs at its worst.
+long heapLiveBytes();
+long heapPeakBytes();
+void resetHeapPeak();
 }
 
 #endif

@@ -147,7 +147,8 @@ TQLResponseHandler::TQLResponseHandler(TQLResponse* response, tql_channelCallBac
       m_callback(callback),
       m_path(static_cast<char*>(tql_malloc(kPathSize))),
       m_pathLength(0),
-      m_moduleHandler(nullptr)
+      m_moduleHandler(nullptr),
+      m_heldTextBytes(0)
 {
     if (!m_path) {
         fprintf(stderr, "%s:%d: %s: Assertion `%s' failed.\n", "tamberCore/tamberResponse/tamberResponse", 1,
@@ -217,6 +218,8 @@ int TQLResponseHandler::handleBooleanIf(int value)
     const char* shortPath = printPath(1);
     if (m_moduleHandler)
         return m_moduleHandler->handleBoolean(isShowList(full) ? full : shortPath, value);
+    if (!holdRoom(strlen(shortPath)))
+        return 0;
     m_tmpBooleans.push_back(tql_pair<tql_string, int>(tql_string(shortPath), value));
     m_tmpOrder.push_back(handlerBoolean);
     return 1;
@@ -230,6 +233,8 @@ int TQLResponseHandler::handleNumberIf(double value)
     // a number goes to the handler alone.
     if (m_moduleHandler)
         return m_moduleHandler->handleNumber(isShowList(full) ? full : shortPath, value);
+    if (!holdRoom(strlen(shortPath)))
+        return 0;
     m_tmpNumbers.push_back(tql_pair<tql_string, double>(tql_string(shortPath), value));
     m_tmpOrder.push_back(handlerNumber);
 
@@ -280,6 +285,8 @@ int TQLResponseHandler::handleStringIf(const tql_string& value)
 
     if (m_moduleHandler)
         return m_moduleHandler->handleString(shortPath, value);
+    if (!holdRoom(strlen(shortPath) + static_cast<size_t>(value.length())))
+        return 0;
     m_tmpStrings.push_back(tql_pair<tql_string, tql_string>(tql_string(shortPath), value));
     m_tmpOrder.push_back(handlerString);
     return 1;
@@ -304,8 +311,15 @@ int TQLResponseHandler::handleStartMapIf()
 {
     const char* full = printPath(0);
     const char* shortPath = printPath(1);
-    if (equals(shortPath, scPath_messages))
+    if (equals(shortPath, scPath_messages)) {
+        // Each message map costs an entry whatever it holds; a reply with
+        // more than any service sends is refused.
+        if (m_response->m_messages.size() >= kMessageLimit) {
+            TQL_LOG(1, "Reply carries more than %d messages, dropped", static_cast<int>(kMessageLimit));
+            return 0;
+        }
         m_response->m_messages.push_back(TQLMessagesType());
+    }
 
     if (equals(full, scPath_showList)) {
         selectModulHandler(tql_string("Episodes"));
@@ -324,6 +338,8 @@ int TQLResponseHandler::handleStartMapIf()
     // shortPath points into the path, so it shows the new level already.
     if (m_moduleHandler)
         return m_moduleHandler->handleStartMap(shortPath);
+    if (!holdRoom(strlen(shortPath)))
+        return 0;
     m_tmpStartMaps.push_back(tql_string(shortPath));
     m_tmpOrder.push_back(handlerStartMap);
     return 1;
@@ -336,6 +352,8 @@ int TQLResponseHandler::handleEndMapIf()
     pathTakeLast();
     if (m_moduleHandler)
         return m_moduleHandler->handleEndMap(isShowList(full) ? full : shortPath);
+    if (!holdRoom(strlen(shortPath)))
+        return 0;
     m_tmpEndMaps.push_back(tql_string(shortPath));
     m_tmpOrder.push_back(handlerEndMap);
     return 1;
@@ -431,10 +449,24 @@ void TQLResponseHandler::processTmpModulHandler()
 
 void TQLResponseHandler::clearHeld()
 {
-    m_tmpBooleans.clear();
-    m_tmpNumbers.clear();
-    m_tmpStrings.clear();
-    m_tmpStartMaps.clear();
-    m_tmpEndMaps.clear();
-    m_tmpOrder.clear();
+    // Swapped out rather than cleared, so that their storage goes too.
+    tql_list<tql_pair<tql_string, int>>().swap(m_tmpBooleans);
+    tql_list<tql_pair<tql_string, double>>().swap(m_tmpNumbers);
+    tql_list<tql_pair<tql_string, tql_string>>().swap(m_tmpStrings);
+    tql_list<tql_string>().swap(m_tmpStartMaps);
+    tql_list<tql_string>().swap(m_tmpEndMaps);
+    tql_list<tql_handlerType>().swap(m_tmpOrder);
+    m_heldTextBytes = 0;
+}
+
+bool TQLResponseHandler::holdRoom(size_t textBytes)
+{
+    if (m_tmpOrder.size() < kHeldEventLimit && m_heldTextBytes + textBytes <= kHeldTextLimit) {
+        m_heldTextBytes += textBytes;
+        return true;
+    }
+    TQL_LOG(1, "Reply holds too much before its module type (%d events, %d bytes), dropped",
+            static_cast<int>(m_tmpOrder.size()), static_cast<int>(m_heldTextBytes));
+    clearHeld();
+    return false;
 }

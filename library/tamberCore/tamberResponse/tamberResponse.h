@@ -111,6 +111,12 @@ enum tql_handlerType {
 class TQLResponseHandler : public tamberJsonHandlerIf {
 public:
     static const unsigned int kPathSize = 1024;
+    // What a reply may hold before its module type: a service sends its
+    // envelope and a few module fields there, so a reply past these limits is
+    // refused rather than kept in memory that grows with its size.
+    static constexpr size_t kHeldEventLimit = 8192;
+    static constexpr size_t kHeldTextLimit = 512 * 1024; // bytes of held paths and strings
+    static constexpr size_t kMessageLimit = 64;      // envelope messages of one reply
     static const char* const scPath_root;
     static const char* const scModule_routing;
     static const char* const scModule_auth;
@@ -158,6 +164,8 @@ private:
     void selectModulHandler(const tql_string& value);
     void processTmpModulHandler();
     void clearHeld();
+    // Room for one more held event with this much text; false refuses the reply.
+    bool holdRoom(size_t textBytes);
     bool isShowList(const char* fullPath) const;
 
     char* m_path;
@@ -169,6 +177,7 @@ private:
     tql_list<tql_string> m_tmpStartMaps;
     tql_list<tql_string> m_tmpEndMaps;
     tql_list<tql_handlerType> m_tmpOrder;
+    size_t m_heldTextBytes;
 };
 
 #endif

@@ -52,8 +52,13 @@ int tql_int_init_debug()
 
 void tql_int_set_debug_level(int level)
 {
-    if (g_debug)
-        g_debug->m_logLevel = level;
+    // Under the log mutex: the filter reads the level there, and a host may
+    // set it from another thread.
+    if (!g_debug)
+        return;
+    g_debugMutex.lock();
+    g_debug->m_logLevel = level;
+    g_debugMutex.unlock();
 }
 
 static bool passesFilter(int severity, int level)
