@@ -4,6 +4,7 @@
 #include <sys/stat.h>
 
 #include "player.h"
+#include "showCommands.h"
 
 #include <algorithm>
 #include <cstdio>
@@ -100,6 +101,10 @@ void usage(FILE* out)
             "  foryou                ... and print the recommendations\n"
             "  search TEXT           ... and print the channels and shows matching TEXT\n"
             "  play CHANNEL          ... and play a live channel (its id) to a file\n"
+            "  shows [--genre G | --channel C]  ... and print the on-demand shows\n"
+            "  episodes SHOW         ... and print the episodes of a show (ids for play --episode)\n"
+            "  watch [CHANNEL...]    ... and print what the channels play as it changes, until Ctrl-C\n"
+            "                        (--fast: the library's clock runs ten times faster)\n"
             "\n"
             "play options:\n"
             "  --seconds N     stop after N seconds of audio (default 20)\n"
@@ -289,6 +294,8 @@ int search(const std::string& text)
 
 int main(int argc, char** argv)
 {
+    tqlplay::ShowOptions showOptions;
+    tqlplay::takeShowOptions(argc, argv, showOptions);
     const char* env = getenv("TQLPLAY_SERVICE");
     std::string service = env && *env ? env : "http://127.0.0.1:8080";
     const char* home = getenv("HOME");
@@ -357,6 +364,12 @@ int main(int argc, char** argv)
         return tileList(TileList::ForYou);
     if (args.size() == 2 && args[0] == "search")
         return search(args[1]);
+    if (args.size() == 1 && args[0] == "shows")
+        return tqlplay::shows(showOptions);
+    if (args.size() == 2 && args[0] == "episodes")
+        return tqlplay::episodes(args[1]);
+    if (!args.empty() && args[0] == "watch")
+        return tqlplay::watch(std::vector<std::string>(args.begin() + 1, args.end()), options.fast);
     if (args.size() == 2 && args[0] == "play") {
         options.channel = args[1];
         if (options.seconds <= 0) {
