@@ -50,7 +50,15 @@ string sized(const string& url, int size)
 
 class RecommenderHandler : public PortTest {};
 class OnDemandHandler : public PortTest {};
-class EpisodeHandler : public PortTest {};
+// Started, so that the library's log lines reach the port.
+class EpisodeHandler : public PortTest {
+protected:
+    void SetUp() override
+    {
+        PortTest::SetUp();
+        ASSERT_EQ(1, tql_init());
+    }
+};
 class ProgramDataHandler : public PortTest {};
 
 // ---- recommendations -------------------------------------------------------
