@@ -110,7 +110,7 @@ void usage(FILE* out)
             "  --seconds N     stop after N seconds of audio (default 20)\n"
             "  --out FILE|-    where the ADTS AAC stream goes (default tqlplay.aac; - for stdout)\n"
             "  --fast          take audio as fast as it comes instead of at playing speed\n"
-            "  --episode CAID  play the on-demand episode with this access control id instead\n"
+            "  --episode CAID  play the on-demand episode with this access control id instead (CHANNEL optional)\n"
             "  --start TIME    start at this stream time (\"YYYY-MM-DDTHH:MM:SS.mmm+00:00\"), with --asset\n"
             "  --asset GUID    the asset that holds the start time\n"
             "  --fixed-key HEX the device's fixed key (default the simulator's)\n"
@@ -370,6 +370,8 @@ int main(int argc, char** argv)
         return tqlplay::episodes(args[1]);
     if (!args.empty() && args[0] == "watch")
         return tqlplay::watch(std::vector<std::string>(args.begin() + 1, args.end()), options.fast);
+    if (args.size() == 1 && args[0] == "play" && !options.episode.empty())
+        args.push_back(options.episode); // an episode's own id names it well enough
     if (args.size() == 2 && args[0] == "play") {
         options.channel = args[1];
         if (options.seconds <= 0) {
