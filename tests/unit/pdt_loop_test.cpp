@@ -6,6 +6,7 @@
 
 #include "HostCallbacks.h"
 #include "PortTest.h"
+#include "ScriptedStream.h"
 #include "ServiceReplies.h"
 #include "tamberCore.h"
 #include "tqllibInt.h"
@@ -27,6 +28,7 @@ string text(const char* p)
 struct Host {
     std::vector<string> updates; // one text per onPdtUpdate
     std::vector<int> errors;
+    std::vector<int> stopped; // playbackStopped of each report
     bool stopInCallback = false;
 };
 Host* g_host = nullptr;
@@ -46,6 +48,7 @@ void onPdt(void*, tql_pdtChannel* channels, int count)
 int onError(void*, tql_errorNotification* e)
 {
     g_host->errors.push_back(e->errorCode);
+    g_host->stopped.push_back(e->playbackStopped);
     return 1;
 }
 
@@ -235,6 +238,30 @@ TEST_F(PdtLoop, ALoginElsewhereWhileBrowsingStopsTheLoopSilently)
     EXPECT_EQ(2u, pdtCount());
     EXPECT_TRUE(host.errors.empty());
     EXPECT_TRUE(host.updates.empty());
+}
+
+int takeAll(void*, const unsigned char* data, int length, int, unsigned int*)
+{
+    return data ? length : 0;
+}
+
+TEST_F(PdtLoop, ALoginElsewhereWhilePlayingIsReportedAndEndsTheLoop)
+{
+    testport::ScriptedStream stream;
+    stream.install();
+    tql_channel_ctx ctx{};
+    ctx.contentId = "ch-1";
+    ctx.audioWrite = takeAll;
+    ASSERT_EQ(1, tql_playChannel(&ctx));
+    ASSERT_TRUE(host.errors.empty());
+
+    answerPdt(testport::serviceReply("", 0, R"([{"code":204,"message":"Logged in on another device"}])"));
+    EXPECT_EQ(0, tql_startPtdNotification());
+    EXPECT_EQ(std::vector<int>{33}, host.errors);
+    EXPECT_EQ(std::vector<int>{1}, host.stopped);
+    tql_stopChannel();
+    pass(120000);
+    EXPECT_EQ(2u, pdtCount());
 }
 
 TEST_F(PdtLoop, TheErrorReportOfALoginElsewhereStopsTheLoopFirst)
