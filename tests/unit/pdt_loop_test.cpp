@@ -146,6 +146,18 @@ TEST_F(PdtLoop, FirstPollAtOnceThenOnTheServicesPeriodWithAFloorOfTenSeconds)
     EXPECT_EQ("1: [one Next / Artist / Album @1000+24]", host.updates.back());
 }
 
+TEST_F(PdtLoop, APeriodBeyondAnHourIsHeldToAnHour)
+{
+    // A period this long would leave the loop asleep for good.
+    answerPdt(pdtReply(2000000000, channel("one", "Song")));
+    tql_startPtdNotification();
+    EXPECT_TRUE(port().logged("PDT update frequency 2000000000 s held to 3600 s", 2));
+    pass(3599900);
+    EXPECT_EQ(1u, pdtCount());
+    pass(100);
+    EXPECT_EQ(2u, pdtCount());
+}
+
 TEST_F(PdtLoop, ATickAheadOfTheClockWaitsOutTheRestOfThePeriod)
 {
     answerPdt(pdtReply(20, channel("one", "Song")));
