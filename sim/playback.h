@@ -29,6 +29,7 @@ public:
     // live; an episode whenever there is audio.
     bool playable(const Channel& channel) const;
     bool playable() const { return !audio_.empty(); }
+    const AudioLoop& audio() const { return audio_; }
 
     // The tune reply's module of a live channel, with the timeline around
     // the live edge at `nowMs`.

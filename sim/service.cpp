@@ -1,6 +1,7 @@
 #include "service.h"
 
 #include "json_writer.h"
+#include "shows.h"
 
 #include <yajl/yajl_tree.h>
 
@@ -688,7 +689,7 @@ Reply Service::recommender(const httplib::Request& req)
     if (sessionRejected(req, r))
         return r;
     return success("Discovery", "RecommendationsForYou",
-                   [](JsonWriter& w) { w.key("tqlRecommender").beginObject().endObject(); });
+                   [&](JsonWriter& w) { writeRecommendations(w, catalog_, base_ + kImagePath); });
 }
 
 Reply Service::onDemand(const httplib::Request& req)
@@ -696,7 +697,9 @@ Reply Service::onDemand(const httplib::Request& req)
     Reply r;
     if (sessionRejected(req, r))
         return r;
-    return success("Discovery", "AoD");
+    return success("Discovery", "AoD", [&](JsonWriter& w) {
+        writeShows(w, catalog_, param(req, "genre"), param(req, "channelId"), base_ + kImagePath);
+    });
 }
 
 Reply Service::geolocation(const httplib::Request& req)
@@ -713,23 +716,16 @@ Reply Service::programData(const httplib::Request& req)
     if (sessionRejected(req, r))
         return r;
     // Program data is the one reply whose good status is 100.
-    return json(envelope(100, {100}, [](JsonWriter& w) {
-        w.beginObject().field("moduleArea", "Discovery").field("moduleType", "PDT");
-        w.field("wallClockRenderTime", wallClock()).field("updateFrequency", 30);
-        w.key("moduleResponse").beginObject().endObject().endObject();
+    return json(envelope(100, {100}, [&](JsonWriter& w) {
+        writeProgramData(w, catalog_, playback_.audio(), param(req, "category"), param(req, "channelIds"),
+                         nowMs(), wallClock());
     }));
 }
 
 Reply Service::episodes(const httplib::Request& req)
 {
     // The show list comes bare, without the message frame.
-    JsonWriter w;
-    w.beginObject().key("showList").beginArray();
-    w.beginObject().key("shows").beginObject().field("showGUID", param(req, "only"));
-    w.field("aodEpisodeCount", 0).key("aodEpisodes").beginObject().key("episodes").beginArray();
-    w.endArray().endObject().endObject().endObject();
-    w.endArray().endObject();
-    return json(w.str());
+    return json(showListDocument(catalog_, param(req, "only"), base_ + kImagePath));
 }
 
 // A live tune names the channel by its id. Start times ("timestamp") and

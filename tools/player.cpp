@@ -449,6 +449,10 @@ bool findChannel(Player& player, const PlayOptions& options, Channel& channel, i
             reportError(error.errorCode);
         return false;
     }
+    if (options.channel.empty()) { // an episode named by its own id alone
+        channel.id = channel.name = options.episode;
+        return true;
+    }
     Pick pick = pickChannel(lineup, options.channel, channel);
     // An episode is found by its own id; its channel need not be playable live.
     if (pick == Pick::Found || (pick == Pick::Unavailable && !options.episode.empty()))
@@ -464,7 +468,8 @@ int playChannel(Player& player, const PlayOptions& options, Keyboard& keys)
     if (!findChannel(player, options, channel, status))
         return status;
     g_channelId = channel.id;
-    player.channelName = options.episode.empty() ? channel.name : channel.name + " / " + options.episode;
+    player.channelName = options.episode.empty() || options.channel.empty() ? channel.name
+                                                                            : channel.name + " / " + options.episode;
     if (!tune(player, options.start, options.asset, channel.id)) {
         if (!player.errorCode)
             fprintf(stderr, "tqlplay: the channel would not play\n");

@@ -10,6 +10,7 @@
 #include "lineup.h"
 #include "player.h"
 #include "profileCommands.h"
+#include "showCommands.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -306,6 +307,7 @@ int finish(int status)
 
 int main(int argc, char** argv)
 {
+    tqlplay::ShowOptions showOptions;
     const char* env = getenv("TQLPLAY_SERVICE");
     std::string service = env && *env ? env : "http://127.0.0.1:8080";
     const char* home = getenv("HOME");
@@ -336,6 +338,8 @@ int main(int argc, char** argv)
          text(play.start)},
         {"asset", "GUID", playing, "the asset that holds the start time", text(play.asset)},
         {"fixed-key", "HEX", playing, "the device's fixed key (default the simulator's)", text(fixedKey)},
+        {"genre", "G", "shows options", "the shows of this genre (a category key)", text(showOptions.genre)},
+        {"channel", "C", "shows options", "the shows of this channel (its id)", text(showOptions.channel)},
         {"give-up", "N", playing, "end the playback after N seconds without audio (default 60)",
          [&](const char* v) { return number("give-up", v, 1, 86400, play.giveUpSeconds); }},
     };
@@ -358,11 +362,20 @@ int main(int argc, char** argv)
         {"foryou", "", 0, 0, "... and print the recommendations", [&](const Args&) { return tileList(TileList::ForYou); }},
         {"search", "TEXT", 1, 1, "... and print the channels and shows matching TEXT",
          [&](const Args& a) { return search(a[0]); }},
-        {"play", "CHANNEL", 1, 1, "... and play a live channel (its id, number or name) to a file",
+        {"play", "[CHANNEL]", 0, 1, "... and play a live channel (its id, number or name) to a file",
          [&](const Args& a) {
-             play.channel = a[0];
+             // An episode's own id names it well enough.
+             if (a.empty() && play.episode.empty())
+                 return cli::usageError("play needs a CHANNEL, or --episode CAID");
+             play.channel = a.empty() ? "" : a[0];
              return tqlplay::play(play);
          }},
+        {"shows", "", 0, 0, "... and print the on-demand shows (--genre G or --channel C narrow them)",
+         [&](const Args&) { return tqlplay::shows(showOptions); }},
+        {"episodes", "SHOW", 1, 1, "... and print the episodes of a show (ids for play --episode)",
+         [&](const Args& a) { return tqlplay::episodes(a[0]); }},
+        {"watch", "[CHANNEL...]", 0, 64, "... and print what the channels play as it changes, until Ctrl-C",
+         [&](const Args& a) { return tqlplay::watch(a, play.fast); }},
         {"presets", "", 0, 0, "... and print the presets", [&](const Args&) { return tqlplay::presets(); }},
         {"preset", "set SLOT CHANNEL", 3, 3, "... put a channel (its id) in a preset slot",
          [&](const Args& a) {

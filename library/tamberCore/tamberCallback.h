@@ -9,6 +9,8 @@ class TQLResponse;
 class TQLContent;
 class TQLModuleResponseCarousel;
 class TQLModuleResponseSearch;
+class TQLModuleResponseAODListing;
+class TQLModuleResponseChannelListPDT;
 class TamberMetadata;
 
 class tql_core;
@@ -33,6 +35,13 @@ public:
     int handleRecentsResponse(const TQLModuleResponseCarousel& response);
     int handleFavoritesResponse(const TQLModuleResponseCarousel& response);
     int handleForYouResponse(const TQLModuleResponseCarousel& response);
+
+    // Shows to onDemand one per call, isLast on the last; -1 for none.
+    int handleOnDemandResponse(const TQLModuleResponseAODListing& response, const tql_string& genre);
+    // All episodes of a reply in one onEpisodes call, also when there are none.
+    int handleGetEpisodesResponse(TQLResponse* response, const tql_string& show);
+    // The cuts of a program data reply in one onPdtUpdate call.
+    int handlePDTUpdateResponse(const TQLModuleResponseChannelListPDT& response);
 
     // The target must be cleared; its texts are borrowed from source, the
     // image URLs from this object, until the next call.

@@ -4,6 +4,7 @@
 #include "tamberCore.h"
 #include "tamberJson/tamberJson.h"
 #include "tamberRequest.h"
+#include "tamberResponse/tamberAODListing.h"
 #include "tamberTypes/tamberDebug.h"
 
 #define TQL_GREEN "\033[0;32m"
@@ -142,8 +143,9 @@ TQLResponse* TamberRequest::tamberNorvaleOnDemand(const tql_string& page, const 
     // Once tried, the response comes back in every case; the library error tells.
     int code = tamberNorvaleCheckMessages(response->m_messages, eRequestOnDemand);
     if (response->m_status == 1) {
-        // Error 0 needs an on-demand listing record as the first module; the
-        // router makes none yet, so 49 stands.
+        // Error 0 needs an on-demand listing as the first module; without one 49 stands.
+        if (firstModule<TQLModuleResponseAODListing>(response))
+            setLibraryErrorResponse(tamberErrorNone, 0);
         TQL_LOG(3, "Success");
         return response;
     }

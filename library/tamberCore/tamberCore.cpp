@@ -24,6 +24,7 @@ tql_core::tql_core()
 tql_core::~tql_core()
 {
     delete m_streamer;
+    delete m_pdtTimer;
     delete m_callback;
 }
 
@@ -399,6 +400,8 @@ void tql_core::reportTamberError(int code, int playbackStopped, int responseCode
     localBypassStatus(&notification.bypass);
     tql_errorNotification copy = notification;
     tql_error_notifier(&copy);
+    if (code == tamberErrorLoggedElsewhere)
+        stopPDT(); // a second login ends everything
     printErrorCode(code);
     m_callback->notifyErrorInfo(notification);
     m_tamberRequest.clearMessageFlags();

@@ -8,6 +8,7 @@
 #include "tamberTypes/tamberMutex.h"
 #include "tamberTypes/tamberSettings.h"
 #include "tamberTypes/tamberString.h"
+#include "tamberTypes/tamberTimer.h"
 #include "tqllib.h"
 
 // Session states; a failed rung stays on its rung so the next call retries it.
@@ -97,6 +98,18 @@ public:
     int norvaleGlobalSettingsSetCall(tql_globalSetting* settings, int count, tql_errorNotification* error);
     tql_chainedPausePoints* getPausePoints(int* status);
 
+    // On-demand shows to onDemand, episodes of a show to onEpisodes.
+    int getOnDemandShows(int page, int count, const tql_string& genre, const tql_string& channel);
+    int getShows(const tql_string& genre, const tql_string& channel);
+    int getEpisodes(const tql_string& show);
+
+    // The program data loop on the tick (tamberPdtLoop.cpp). A caller gives
+    // a genre or a channel list and leaves the other NULL.
+    int startPDT(const char* genre, const tql_chainedPDTChannels* channels);
+    int stopPDT();
+    void updatePdtLoop(const tql_string& genre, const tql_string& channels);
+    static void on_PDTLoopTimeout(void* context, int id);
+
     // The service asked for the line-up to be read again.
     void forceLineupReload() { setState(CoreStateAuthenticated); }
     int norvaleResumeCall();
@@ -167,6 +180,10 @@ private:
     tql_string m_version;
     tql_string m_pdtGenre;
     tql_string m_pdtChannels;
+    tql_timer* m_pdtTimer = nullptr;
+    int m_pdtActive = 0;
+    uint64_t m_pdtLastRun = 0; // ms since the epoch
+    int64_t m_pdtInterval = 100000; // ms; the service's update frequency once it named one
     tql_string m_sessionId;
     tql_string m_sessionCookie;
 };

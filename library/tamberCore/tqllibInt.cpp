@@ -196,20 +196,16 @@ int tql_get_forYouCarousel(tql_errorNotification* error)
 }
 
 // Shows and episodes answer 0 when no module came back, -1 only with no core.
-static int listingFailure()
+// A NULL text asks for nothing in particular.
+static tql_string textOrEmpty(const char* text)
 {
-    tql_core* core = lazyCore();
-    if (!core)
-        return -1;
-    core->failNoRouting(nullptr);
-    return 0;
+    return tql_string(text ? text : "");
 }
 
 int tql_getShows(const char* genreKey, const char* channelId)
 {
-    (void)genreKey;
-    (void)channelId;
-    return listingFailure();
+    tql_core* core = lazyCore();
+    return core ? core->getShows(textOrEmpty(genreKey), textOrEmpty(channelId)) : -1;
 }
 
 int tql_getShowsByGenre(const char* genreKey)
@@ -224,8 +220,8 @@ int tql_getShowsByChannelId(const char* channelId)
 
 int tql_getEpisodes(const char* showKey)
 {
-    (void)showKey;
-    return listingFailure();
+    tql_core* core = lazyCore();
+    return core ? core->getEpisodes(textOrEmpty(showKey)) : -1;
 }
 
 int tql_search(const char* text)
@@ -284,21 +280,20 @@ int tql_startPtdNotification(void)
 
 int tql_startPtdNotificationForGenre(const char* genre)
 {
-    (void)genre;
-    // The program data loop runs on the tick and is not armed yet.
-    return lazyCore() ? 0 : -1;
+    tql_core* core = lazyCore();
+    return core ? core->startPDT(genre, nullptr) : -1;
 }
 
 int tql_startPtdNotificationForChannelIds(tql_chainedPDTChannels* channels)
 {
-    (void)channels;
-    return lazyCore() ? 0 : -1;
+    tql_core* core = lazyCore();
+    return core ? core->startPDT(nullptr, channels) : -1;
 }
 
 int tql_stop_pdt_notification(void)
 {
-    lazyCore();
-    return 0;
+    tql_core* core = lazyCore();
+    return core ? core->stopPDT() : 0;
 }
 
 int tql_freePresets(tql_chainedPresets* head)

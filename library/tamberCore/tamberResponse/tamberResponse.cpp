@@ -6,8 +6,12 @@
 #include <cstring>
 #include <set>
 
+#include "tamberResponse/tamberAODListing.h"
+#include "tamberResponse/tamberChannelListPDT.h"
 #include "tamberResponse/tamberChannelListing.h"
+#include "tamberResponse/tamberEpisodeListing.h"
 #include "tamberResponse/tamberFavoritesCarousel.h"
+#include "tamberResponse/tamberForYou.h"
 #include "tamberResponse/tamberForYouCarousel.h"
 #include "tamberResponse/tamberNowPlaying.h"
 #include "tamberResponse/tamberProfileCollation.h"
@@ -45,6 +49,10 @@ const char* const TQLResponseHandler::scModule_favoritesCarousel = "favorites_no
 const char* const TQLResponseHandler::scModule_recentsCarousel = "recents";
 const char* const TQLResponseHandler::scModule_resume = "Welcome";
 const char* const TQLResponseHandler::scModule_noop = "";
+const char* const TQLResponseHandler::scModule_AODListing = "AoD";
+const char* const TQLResponseHandler::scModule_PDT = "PDT";
+const char* const TQLResponseHandler::scModule_episodeListing = "Episodes";
+const char* const TQLResponseHandler::scKey_recommender = "/moduleList/modules/moduleResponse/tqlRecommender";
 
 int truncToInt(double value)
 {
@@ -390,11 +398,19 @@ TQLModuleHandlerBase* TQLResponseHandler::createModuleHandler(const tql_string& 
         return new TQLModuleResponseFavoritesCarouselHandler(m_response);
     if (value == scModule_recentsCarousel)
         return new TQLModuleResponseRecentsCarouselHandler(m_response);
+    if (value == scModule_AODListing)
+        return new TQLModuleResponseAODListingHandler(m_response);
+    if (value == scModule_PDT)
+        return new TQLModuleResponseChannelListPDTHandler(m_response);
+    if (value == scModule_episodeListing)
+        return new TQLModuleResponseEpisodeListingHandler(m_response);
     return nullptr;
 }
 
 TQLModuleHandlerBase* TQLResponseHandler::createHandlerForKey(const char* shortPath)
 {
+    if (equals(shortPath, scKey_recommender))
+        return new TQLModuleResponseForYouHandler(m_response, m_callback);
     return createProfileCollationHandler(shortPath, m_response, m_callback);
 }
 

@@ -129,6 +129,10 @@ public:
     static const char* const scModule_recentsCarousel;
     static const char* const scModule_resume;
     static const char* const scModule_noop;
+    static const char* const scModule_AODListing;
+    static const char* const scModule_PDT;
+    static const char* const scModule_episodeListing;
+    static const char* const scKey_recommender;
 
     TQLResponseHandler(TQLResponse* response, tql_channelCallBackIf* callback);
     virtual ~TQLResponseHandler();

@@ -18,7 +18,7 @@ usage_case "no command given"
 usage_case "unknown option '--bogus'" --bogus channels
 usage_case "unknown option '--bogus'" channels --bogus=1
 usage_case "--service needs a value" channels --service
-usage_case "'play' takes 1 operand, not 0: tqlplay play CHANNEL" play
+usage_case "play needs a CHANNEL, or --episode CAID" play
 usage_case "'channels' takes no operands, not 1: tqlplay channels" channels extra
 usage_case "--seconds needs a whole number, not '10abc'" play tonelab2 --seconds 10abc
 usage_case "--seconds needs a whole number, not ''" play tonelab2 --seconds=
@@ -38,7 +38,7 @@ grep -qE '^tqlplay [0-9.]+ \(libtqllib 3\.0\.0\)$' "$work/out" || fail "version:
 "$play_bin" --help > "$work/out" 2>&1
 status=$?
 expect_status 0
-for text in "login USER PASSWORD" "play CHANNEL" "--seconds N" "--version" "--name=value" \
+for text in "login USER PASSWORD" "play [CHANNEL]" "--seconds N" "--version" "--name=value" \
             "exit status:" "2    a bad command line" "130  stopped by Ctrl-C"; do
   expect_out "$text"
 done
