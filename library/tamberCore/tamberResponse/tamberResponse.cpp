@@ -7,6 +7,7 @@
 #include <set>
 
 #include "tamberResponse/tamberChannelListing.h"
+#include "tamberResponse/tamberDravTune.h"
 #include "tamberResponse/tamberFavoritesCarousel.h"
 #include "tamberResponse/tamberForYouCarousel.h"
 #include "tamberResponse/tamberNowPlaying.h"
@@ -38,6 +39,7 @@ const char* const TQLResponseHandler::scModule_auth = "UserFlow";
 const char* const TQLResponseHandler::scModule_config = "Configuration";
 const char* const TQLResponseHandler::scModule_channelListing = "ChannelListing";
 const char* const TQLResponseHandler::scModule_tune = "NowPlayingTimelineFeed";
+const char* const TQLResponseHandler::scModule_dravTune = "Discover";
 const char* const TQLResponseHandler::scModule_search = "search";
 const char* const TQLResponseHandler::scModule_forYouCarousel = "for_you";
 const char* const TQLResponseHandler::scModule_favoritesCarousel = "favorites_norvale";
@@ -363,6 +365,8 @@ TQLModuleHandlerBase* TQLResponseHandler::createModuleHandler(const tql_string& 
         return new TQLModuleResponseChannelListingHandler(m_response, m_callback);
     if (value == scModule_tune)
         return new TQLModuleResponseNowPlayingHandler(m_response);
+    if (value == scModule_dravTune)
+        return new TQLModuleResponseTuneToDravHandler(m_response);
     if (value == scModule_search)
         return new TQLModuleResponseSearchHandler(m_response);
     if (value == scModule_forYouCarousel)
