@@ -56,8 +56,8 @@ int CMTamberNodeResponder::requestChunkDownload(int single)
         m_tokenErrorCount = 0;
         break;
     }
-    if (m_tokenRequest.mode == 2 && m_nextChunks.empty() && !m_clipSequencer.isPreBuffered())
-        bufferNextClip();
+    if (m_tokenRequest.mode == 2)
+        clipChunksFetched();
     m_steadyState = 1;
     return respondOk;
 }

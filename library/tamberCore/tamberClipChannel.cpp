@@ -183,12 +183,26 @@ bool CMTamberNodeResponder::bufferingClipOwns(const tamberChunkName& parsed)
         triggerChunkListUpdate();
         return false;
     }
-    // Only at a change of clip: within one clip a lower number is a chunk
-    // listed twice, which must not play again.
-    if (m_currentSeqNum > parsed.seqNum && m_seqNumClip != parsed.name)
+    if (m_currentSeqNum > parsed.seqNum)
         m_currentSeqNum = parsed.seqNum;
-    m_seqNumClip = parsed.name;
     return true;
+}
+
+// After a download turn. An index read again within a clip lists the
+// chunks still to come a second time; those already fetched go now, so that
+// the end of the clip is seen in the turn of its last chunk, before the
+// clip's natural end moves the buffering position on.
+void CMTamberNodeResponder::clipChunksFetched()
+{
+    tql_string clip = m_clipSequencer.getBufferingClip().assetGuid;
+    while (!m_nextChunks.empty()) {
+        tamberChunkName front = nameOf(m_nextChunks.front());
+        if (front.name != clip || front.seqNum >= m_currentSeqNum)
+            break;
+        m_nextChunks.erase(m_nextChunks.begin());
+    }
+    if (m_nextChunks.empty() && !m_clipSequencer.isPreBuffered())
+        bufferNextClip();
 }
 
 // The current clip is all fetched: the next turn tunes for the one after

@@ -11,7 +11,7 @@
 // ends. Clips already heard are dropped from the front.
 class TamberClipSequencer {
 public:
-    static const int clipNoMore = -30;
+    static constexpr int clipNoMore = -30;
 
     virtual ~TamberClipSequencer() {}
 

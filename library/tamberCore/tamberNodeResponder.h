@@ -249,7 +249,7 @@ private:
     int clipSkipAnswer(char* buffer, int length, bool forward);
     bool bufferingClipOwns(const tamberChunkName& parsed);
     void bufferNextClip();
-    tql_string m_seqNumClip; // the clip whose chunk numbers m_currentSeqNum follows
+    void clipChunksFetched();
 };
 
 #endif
