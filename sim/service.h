@@ -3,6 +3,7 @@
 #pragma once
 
 #include "catalog.h"
+#include "clips.h"
 #include "playback.h"
 #include "reply.h"
 #include "sim_state.h"
@@ -37,6 +38,8 @@ private:
     Reply image(const httplib::Request& req);
     Reply tuneLive(const httplib::Request& req);
     Reply tuneOnDemand(const httplib::Request& req);
+    Reply tuneClips(const httplib::Request& req);
+    Reply refreshTracks(const httplib::Request& req);
 
     // Gives an error reply when the request's session is not valid; the
     // session's user goes to `user` when given.
@@ -47,6 +50,7 @@ private:
     SimState& state_;
     std::string base_;
     Playback playback_;
+    ClipChannels clips_;
 };
 
 }  // namespace tqlsim

@@ -64,14 +64,17 @@ struct Player {
     bool stopped = false;       // the library ended the playback
     uint64_t lastAudioAt = 0;
 
+    double clockBaseMs = 0;     // audio written before the last tune; the clock starts again there
     unsigned positionMs() const
     {
+        double written = writtenMs - clockBaseMs;
         if (fast || !firstAudioAt)
-            return static_cast<unsigned>(writtenMs);
+            return static_cast<unsigned>(written);
         double played = static_cast<double>(monotonicMs() - firstAudioAt);
-        return static_cast<unsigned>(played < writtenMs ? played : writtenMs);
+        return static_cast<unsigned>(played < written ? played : written);
     }
-    double bufferedMs() const { return writtenMs - positionMs(); }
+    double heardMs() const { return clockBaseMs + positionMs(); }
+    double bufferedMs() const { return writtenMs - clockBaseMs - positionMs(); }
 };
 
 Player* g_player = nullptr;
@@ -174,12 +177,33 @@ bool startLibrary(Player& player)
     return tql_registerCallbacks(cb) == TQL_OK;
 }
 
+// A skip as a device makes it: the library answers where to go, and a
+// clip channel's answer ("drav;" and the channel) is tuned again at once,
+// with the playback clock starting over.
+void skipForward(Player& player, tql_channel_ctx* ctx)
+{
+    char answer[256] = {0};
+    int result = tql_getNextSegmentTime(answer, sizeof answer);
+    fprintf(player.info, "Skip forward: %s (%d)\n", answer, result);
+    if (strncmp(answer, "drav;", 5) != 0)
+        return;
+    player.clockBaseMs = player.writtenMs;
+    player.firstAudioAt = 0;
+    player.reportedMs = ~0u;
+    if (tql_playChannel(ctx) != TQL_OK)
+        player.stopped = true;
+}
+
 // Ticks the library and moves the playback clock until the asked length
 // has played, the library stops, the user interrupts or audio dries up.
-void run(Player& player, unsigned wantedMs, unsigned silenceLimitMs)
+void run(Player& player, unsigned wantedMs, unsigned silenceLimitMs, tql_channel_ctx* ctx, unsigned skipAfterMs)
 {
     uint64_t started = monotonicMs();
-    while (!g_interrupted && !player.stopped && player.positionMs() < wantedMs) {
+    while (!g_interrupted && !player.stopped && player.heardMs() < wantedMs) {
+        if (skipAfterMs && player.heardMs() >= skipAfterMs) {
+            skipAfterMs = 0;
+            skipForward(player, ctx);
+        }
         if (!player.fast)
             usleep(kTickMs * 1000);
         tql_externalTimerTick(kTickMs);
@@ -230,16 +254,17 @@ int play(const PlayOptions& options)
         tql_channel_ctx ctx;
         memset(&ctx, 0, sizeof ctx);
         ctx.audioWrite = audioWrite;
-        ctx.contentId = options.channel.c_str();
-        ctx.contentType = options.episode.empty() ? 0 : 1;
+        ctx.contentId = options.clips ? nullptr : options.channel.c_str();
+        ctx.contentType = options.clips ? 2 : options.episode.empty() ? 0 : 1;
         ctx.accessControlId = options.episode.empty() ? nullptr : options.episode.c_str();
         ctx.timestamp = options.start.empty() ? nullptr : options.start.c_str();
-        ctx.assetGuid = options.asset.empty() ? nullptr : options.asset.c_str();
+        ctx.assetGuid = options.clips ? options.channel.c_str() : options.asset.empty() ? nullptr : options.asset.c_str();
         if (tql_playChannel(&ctx) == TQL_OK) {
             run(player, static_cast<unsigned>(options.seconds) * 1000,
-                static_cast<unsigned>(options.giveUpSeconds) * 1000);
+                static_cast<unsigned>(options.giveUpSeconds) * 1000, &ctx,
+                static_cast<unsigned>(options.skipAfterSeconds) * 1000);
             tql_stopChannel();
-            bool enough = player.positionMs() >= static_cast<unsigned>(options.seconds) * 1000;
+            bool enough = player.heardMs() >= options.seconds * 1000.0;
             result = enough && !player.errorCode && !player.dropped ? 0 : 1;
         } else if (!player.errorCode) {
             fprintf(stderr, "tqlplay: the channel would not play\n");

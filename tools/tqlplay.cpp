@@ -110,6 +110,8 @@ void usage(FILE* out)
             "  --asset GUID    the asset that holds the start time\n"
             "  --fixed-key HEX the device's fixed key (default the simulator's)\n"
             "  --give-up N     end the playback after N seconds without audio (default 60)\n"
+            "  --clips         CHANNEL is the guid of a clip channel\n"
+            "  --skip-after N  after N seconds of play skip forward once, and tune to the answer\n"
             "\n"
             "Tile lists print one row per tile (type, id, name, description, first image\n"
             "URL) or \"(none)\" for an empty list.\n"
@@ -313,6 +315,10 @@ int main(int argc, char** argv)
                 logLevel = atoi(value.c_str());
         } else if (a == "--fast") {
             options.fast = true;
+        } else if (a == "--clips") {
+            options.clips = true;
+        } else if (a == "--skip-after" && i + 1 < argc) {
+            options.skipAfterSeconds = atoi(argv[++i]);
         } else if ((a == "--seconds" || a == "--out" || a == "--episode" || a == "--start" || a == "--asset" ||
                     a == "--fixed-key" || a == "--give-up") &&
                    i + 1 < argc) {

@@ -490,7 +490,16 @@ TQLClip clipOf(const char* guid, double seconds)
     return clip;
 }
 
-TEST(ClipChannelSequencer, PositionsAndTheClockOfNaturalEndsAndSkips)
+class ClipChannelSequencer : public PortTest {
+protected:
+    void SetUp() override
+    {
+        PortTest::SetUp();
+        ASSERT_EQ(1, tql_init()); // for its log lines
+    }
+};
+
+TEST_F(ClipChannelSequencer, PositionsAndTheClockOfNaturalEndsAndSkips)
 {
     TamberClipSequencer s;
     s.addClips({clipOf("a", 30), clipOf("b", 20), clipOf("c", 10)}, 0);
@@ -534,7 +543,7 @@ TEST(ClipChannelSequencer, PositionsAndTheClockOfNaturalEndsAndSkips)
     EXPECT_EQ(0u, s.consumedClips());
 }
 
-TEST(ClipChannelSequencer, EdgesOfTheList)
+TEST_F(ClipChannelSequencer, EdgesOfTheList)
 {
     TamberClipSequencer s;
     EXPECT_EQ(std::string(""), std::string(s.getCurrentClip().assetGuid.c_str()));
@@ -545,10 +554,9 @@ TEST(ClipChannelSequencer, EdgesOfTheList)
     s.addClips({clipOf("a", 0), clipOf("b", 3)}, 0);
     EXPECT_EQ(1, s.removeConsumedClips()); // current 0: nothing goes
     EXPECT_EQ(2, s.getClipListSize());
-    testport::ScriptedPort::get().reset();
     s.resetSkipTime();
     EXPECT_EQ(0, s.getSkipTime());
-    EXPECT_TRUE(testport::ScriptedPort::get().logged("Unable to set valid duration for the current clip"));
+    EXPECT_TRUE(port().logged("Unable to set valid duration for the current clip", 2));
     s.removeAllClips();
     EXPECT_EQ(0, s.getClipListSize());
     EXPECT_EQ(-1, s.remainingClipsSize());
