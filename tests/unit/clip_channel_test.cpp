@@ -245,6 +245,31 @@ TEST_F(ClipChannel, BuffersAtMostTwoClipsAheadOfTheOneBeingHeard)
     tql_stopChannel();
 }
 
+TEST_F(ClipChannel, AHostClockThatStartsAgainRestartsTheClipClock)
+{
+    channel.install();
+    ASSERT_EQ(1, play());
+    auto clockAt = [&](unsigned ms, int turns) {
+        host.playTimeMs = ms;
+        tql_on_playTimeChanged(ms);
+        for (int i = 0; i < turns; ++i) {
+            port().advance(3000);
+            tql_externalTimerTick(3000);
+        }
+    };
+    clockAt(0, 10);
+    clockAt(28500, 2); // clip 0 ends
+    clockAt(30000, 0);
+    ASSERT_EQ(channel.title(1), host.metadata.back().title);
+    // The host starts its clock again with clip 1: clip 1 ends 30 s later on
+    // that clock, not 60.
+    clockAt(500, 1);
+    clockAt(28500, 2);
+    clockAt(30000, 0);
+    EXPECT_EQ(channel.title(2), host.metadata.back().title);
+    tql_stopChannel();
+}
+
 TEST_F(ClipChannel, ATokenRenewalWithinAClipPlaysNoChunkTwice)
 {
     // The token runs out every turn, in the middle of each clip: the index
