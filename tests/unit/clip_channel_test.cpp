@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "HeapCounter.h"
 #include "HostCallbacks.h"
 #include "PortTest.h"
 #include "ReplyParser.h"
@@ -213,6 +214,30 @@ TEST_F(ClipChannel, PlaysClipsInOrderAcrossBoundariesWithEachClipsMetadataAtItsS
                         R"({"playerEventType":"PLAYLIST","assetGuid":"clip3"}])"))
         << body;
     EXPECT_TRUE(host.errors.empty());
+    tql_stopChannel();
+}
+
+TEST_F(ClipChannel, MemoryStaysFlatAsClipsAreHeardAndRefreshed)
+{
+    channel.refreshes = 12;
+    channel.install();
+    ASSERT_EQ(1, play());
+    // What the test itself keeps (log lines, requests, metadata) is let go
+    // before each count.
+    auto libraryBlocks = [&]() {
+        std::vector<testport::LogLine>().swap(port().logs);
+        std::vector<testport::RecordedRequest>().swap(port().requests);
+        std::vector<Heard>().swap(host.metadata);
+        std::vector<testport::DecryptCall>().swap(port().decryptCalls);
+        return testport::heapLiveBlocks();
+    };
+    playUntil(clips(0, 10).size(), 200);
+    long early = libraryBlocks();
+    playUntil(clips(0, 30).size(), 200);
+    ASSERT_EQ(clips(0, 30), host.bytes.substr(0, std::min(host.bytes.size(), clips(0, 30).size())));
+    // Heard clips leave the list; the metadata queue drains as it is shown.
+    // Twenty clips later; a clip kept would add several blocks.
+    EXPECT_LE(libraryBlocks() - early, 10);
     tql_stopChannel();
 }
 
