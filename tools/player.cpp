@@ -180,11 +180,11 @@ bool startLibrary(Player& player)
 // A skip as a device makes it: the library answers where to go, and a
 // clip channel's answer ("drav;" and the channel) is tuned again at once,
 // with the playback clock starting over.
-void skipForward(Player& player, tql_channel_ctx* ctx)
+void skip(Player& player, tql_channel_ctx* ctx, bool back)
 {
     char answer[256] = {0};
-    int result = tql_getNextSegmentTime(answer, sizeof answer);
-    fprintf(player.info, "Skip forward: %s (%d)\n", answer, result);
+    int result = back ? tql_getPrevSegmentTime(answer, sizeof answer) : tql_getNextSegmentTime(answer, sizeof answer);
+    fprintf(player.info, "Skip %s: %s (%d)\n", back ? "back" : "forward", answer, result);
     if (strncmp(answer, "drav;", 5) != 0)
         return;
     player.clockBaseMs = player.writtenMs;
@@ -196,13 +196,14 @@ void skipForward(Player& player, tql_channel_ctx* ctx)
 
 // Ticks the library and moves the playback clock until the asked length
 // has played, the library stops, the user interrupts or audio dries up.
-void run(Player& player, unsigned wantedMs, unsigned silenceLimitMs, tql_channel_ctx* ctx, unsigned skipAfterMs)
+void run(Player& player, unsigned wantedMs, unsigned silenceLimitMs, tql_channel_ctx* ctx, unsigned skipAfterMs,
+         bool skipBack)
 {
     uint64_t started = monotonicMs();
     while (!g_interrupted && !player.stopped && player.heardMs() < wantedMs) {
         if (skipAfterMs && player.heardMs() >= skipAfterMs) {
             skipAfterMs = 0;
-            skipForward(player, ctx);
+            skip(player, ctx, skipBack);
         }
         if (!player.fast)
             usleep(kTickMs * 1000);
@@ -262,7 +263,7 @@ int play(const PlayOptions& options)
         if (tql_playChannel(&ctx) == TQL_OK) {
             run(player, static_cast<unsigned>(options.seconds) * 1000,
                 static_cast<unsigned>(options.giveUpSeconds) * 1000, &ctx,
-                static_cast<unsigned>(options.skipAfterSeconds) * 1000);
+                static_cast<unsigned>(options.skipAfterSeconds) * 1000, options.skipBack);
             tql_stopChannel();
             bool enough = player.heardMs() >= options.seconds * 1000.0;
             result = enough && !player.errorCode && !player.dropped ? 0 : 1;

@@ -20,7 +20,8 @@ struct PlayOptions {
     std::string asset;     // the asset that holds it
     int giveUpSeconds = 60; // no audio for this long ends the playback
     bool clips = false;     // the channel is a clip channel, named by its guid
-    int skipAfterSeconds = 0; // after this much play, skip forward once and tune to the answer
+    int skipAfterSeconds = 0; // after this much play, skip once and tune to the answer
+    bool skipBack = false;    // that skip goes back instead of forward
 };
 
 // 0 when the asked length was played; 1 on a failure, told on stderr.

@@ -112,6 +112,7 @@ void usage(FILE* out)
             "  --give-up N     end the playback after N seconds without audio (default 60)\n"
             "  --clips         CHANNEL is the guid of a clip channel\n"
             "  --skip-after N  after N seconds of play skip forward once, and tune to the answer\n"
+            "  --skip-back     ... skip back instead\n"
             "\n"
             "Tile lists print one row per tile (type, id, name, description, first image\n"
             "URL) or \"(none)\" for an empty list.\n"
@@ -317,6 +318,8 @@ int main(int argc, char** argv)
             options.fast = true;
         } else if (a == "--clips") {
             options.clips = true;
+        } else if (a == "--skip-back") {
+            options.skipBack = true;
         } else if (a == "--skip-after" && i + 1 < argc) {
             options.skipAfterSeconds = atoi(argv[++i]);
         } else if ((a == "--seconds" || a == "--out" || a == "--episode" || a == "--start" || a == "--asset" ||
