@@ -87,10 +87,6 @@ protected:
     }
     void TearDown() override
     {
-        if (getenv("DBG"))
-            for (auto& l : port().logs)
-                if (l.severity < 4)
-                    printf("%d %s\n", l.severity, l.text.c_str());
         PortTest::TearDown();
         g_host = nullptr;
     }
