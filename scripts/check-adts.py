@@ -2,6 +2,7 @@
 """Checks that a played ADTS file is one unbroken run of the audio fixture.
 
 Usage: check-adts.py OUTPUT FIXTURE [FIXTURE...]
+       check-adts.py --clips OUTPUT FIXTURE [FIXTURE...]
 
 The fixture files are given in the order in which the stream loops over
 them. Both sides are split into ADTS frames; the output's first frame is
@@ -15,6 +16,16 @@ On success prints one line:
 N frames of S seconds in all, starting at frame I of the looped fixture
 (0-based), which is frame K (0-based) of fixture file T (1-based).
 Exit status: 0 good, 1 the output is not such a run, 2 bad use or input.
+
+With --clips the output is a clip channel's: a series of clips, each one
+fixture file from its first frame on, in fixture order (after the last file
+the first again). A clip may stop short only where the next one starts (a
+skip), and then the next may also be the same file again (the clip started
+over); the last clip may stop anywhere. Anything else fails as above. On
+success prints one line:
+    clips=N cut=C frames=F seconds=S first=T order=T1,T2,...
+N clips, C of them cut short by the next, F frames of S seconds, the first
+clip being fixture file T (1-based), and the files of all clips in order.
 """
 import sys
 
@@ -117,13 +128,59 @@ def check(output, fixture, where, rate):
         len(frames), len(frames) * 1024.0 / rate, first, track, offset)
 
 
+def check_clips(output, fixture, where, rate):
+    """Gives the result line of a clip series, or raises Bad."""
+    index = {}
+    for i, frame in enumerate(fixture):
+        if frame in index:
+            raise Bad("the fixture repeats a frame (%d and %d): a run cannot be placed" % (index[frame], i))
+        index[frame] = i
+    frames, out_rate = adts_frames(output, "output")
+    if not frames:
+        raise Bad("output: no audio frame")
+    if out_rate != rate:
+        raise Bad("output: sample rate %d, the fixture's is %d" % (out_rate, rate))
+    files = max(number for number, _ in where)
+    length = {f: sum(1 for number, _ in where if number == f) for f in range(1, files + 1)}
+    start = {f: next(i for i, (number, _) in enumerate(where) if number == f) for f in range(1, files + 1)}
+    order, cut, k, allowed = [], 0, 0, None
+    while k < len(frames):
+        found = index.get(frames[k])
+        at = k * 1024.0 / rate
+        if found is None:
+            raise Bad("output: frame %d (%.3f s in) is not in the fixture" % (k, at))
+        number, offset = where[found]
+        if offset != 0:
+            raise Bad("output: clip %d starts at frame %d of file %d (%.3f s in), not at its start"
+                      % (len(order) + 1, offset, number, at))
+        if allowed is not None and number not in allowed:
+            raise Bad("output: clip %d (%.3f s in) is file %d where file %s was due"
+                      % (len(order) + 1, at, number, " or ".join(str(a) for a in sorted(allowed))))
+        n = 0
+        while n < length[number] and k + n < len(frames) and frames[k + n] == fixture[start[number] + n]:
+            n += 1
+        order.append(number)
+        k += n
+        following = number % files + 1
+        if n == length[number]:
+            allowed = {following}
+        elif k < len(frames):
+            cut += 1
+            allowed = {following, number}
+    return "clips=%d cut=%d frames=%d seconds=%.3f first=%d order=%s" % (
+        len(order), cut, len(frames), len(frames) * 1024.0 / rate, order[0], ",".join(str(o) for o in order))
+
+
 def main(argv):
+    clips = len(argv) > 1 and argv[1] == "--clips"
+    if clips:
+        argv = argv[:1] + argv[2:]
     if len(argv) < 3 or argv[1] in ("-h", "--help"):
         print(__doc__.strip(), file=sys.stderr)
         return 2
     fixture, where, rate = load_fixture(argv[2:])
     try:
-        print(check(read(argv[1]), fixture, where, rate))
+        print((check_clips if clips else check)(read(argv[1]), fixture, where, rate))
     except Bad as e:
         print("check-adts: %s" % e, file=sys.stderr)
         return 1

@@ -378,7 +378,8 @@ Reply plainError(int http, const std::string& text)
 }
 
 Service::Service(const Catalog& catalog, const AudioLoop& audio, SimState& state, const std::string& baseUrl)
-    : catalog_(catalog), state_(state), base_(baseUrl), playback_(catalog, audio, state, baseUrl)
+    : catalog_(catalog), state_(state), base_(baseUrl), playback_(catalog, audio, state, baseUrl),
+      clips_(catalog, audio, state)
 {
 }
 
@@ -407,6 +408,8 @@ Reply Service::handle(const httplib::Request& req)
         {"GET", "/rest/v1/shows", &Service::episodes},
         {"GET", "/rest/v4/experience/modules/tune/now-playing-live", &Service::tuneLive},
         {"GET", "/rest/v2/experience/modules/tune/now-playing-aod", &Service::tuneOnDemand},
+        {"GET", "/rest/v4/aic/tune", &Service::tuneClips},
+        {"POST", "/rest/v4/aic/refresh-tracks", &Service::refreshTracks},
     };
     for (const Route& r : routes) {
         if (req.path != r.path)
@@ -417,6 +420,8 @@ Reply Service::handle(const httplib::Request& req)
     }
     if (req.method == "GET" && req.path.compare(0, 8, "/images/") == 0)
         return image(req);
+    if (req.method == "GET" && req.path.compare(0, 9, "/hls/aic/") == 0)
+        return clips_.file(req);
     if (req.method == "GET" && req.path.compare(0, 5, "/hls/") == 0)
         return playback_.file(req, nowMs());
     return plainError(404, "not found");
@@ -461,7 +466,9 @@ Reply Service::configuration(const httplib::Request&)
                                   {"Live_Primary_HLS", "/hls/primary"},
                                   {"Live_Secondary_HLS", "/hls/secondary"},
                                   {"AOD_Primary_HLS", "/hls/aod/primary"},
-                                  {"AOD_Secondary_HLS", "/hls/aod/secondary"}};
+                                  {"AOD_Secondary_HLS", "/hls/aod/secondary"},
+                                  {"AIC_Primary_HLS", "/hls/aic/primary"},
+                                  {"AIC_Secondary_HLS", "/hls/aic/secondary"}};
         for (const auto& n : names)
             w.beginObject().field("name", n[0]).field("url", base_ + n[1]).endObject();
         w.endArray().endObject();
@@ -755,6 +762,19 @@ Reply Service::tuneOnDemand(const httplib::Request& req)
         return failure(309);
     int64_t now = nowMs();
     return json(envelope(1, {100}, [&](JsonWriter& w) { playback_.onDemandModule(w, *episode, now); }));
+}
+
+// Clip channels, tuned by "sequencer": see clips.h.
+Reply Service::tuneClips(const httplib::Request& req)
+{
+    Reply r;
+    return sessionRejected(req, r) ? r : clips_.tune(req);
+}
+
+Reply Service::refreshTracks(const httplib::Request& req)
+{
+    Reply r;
+    return sessionRejected(req, r) ? r : clips_.refresh(req);
 }
 
 Reply Service::image(const httplib::Request&)

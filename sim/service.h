@@ -3,6 +3,7 @@
 #pragma once
 
 #include "catalog.h"
+#include "clips.h"
 #include "playback.h"
 #include "profile.h"
 #include "reply.h"
@@ -42,6 +43,8 @@ private:
     Reply image(const httplib::Request& req);
     Reply tuneLive(const httplib::Request& req);
     Reply tuneOnDemand(const httplib::Request& req);
+    Reply tuneClips(const httplib::Request& req);
+    Reply refreshTracks(const httplib::Request& req);
 
     // Gives an error reply when the request's session is not valid; the
     // session's user goes to `user` when given.
@@ -53,6 +56,7 @@ private:
     std::string base_;
     Playback playback_;
     Profiles profiles_{catalog_};
+    ClipChannels clips_;
 };
 
 }  // namespace tqlsim

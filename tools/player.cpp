@@ -277,11 +277,12 @@ bool tune(Player& p, const std::string& timestamp, const std::string& asset, con
     tql_channel_ctx ctx;
     memset(&ctx, 0, sizeof ctx);
     ctx.audioWrite = audioWrite;
-    ctx.contentId = channelId.c_str();
-    ctx.contentType = o.episode.empty() ? 0 : 1;
+    // A clip channel is named by its guid alone.
+    ctx.contentId = o.clips ? nullptr : channelId.c_str();
+    ctx.contentType = o.clips ? 2 : o.episode.empty() ? 0 : 1;
     ctx.accessControlId = o.episode.empty() ? nullptr : o.episode.c_str();
     ctx.timestamp = timestamp.empty() ? nullptr : timestamp.c_str();
-    ctx.assetGuid = asset.empty() && timestamp.empty() ? nullptr : asset.c_str();
+    ctx.assetGuid = o.clips ? channelId.c_str() : asset.empty() && timestamp.empty() ? nullptr : asset.c_str();
     p.streamStartMs = p.writtenMs;
     p.reportedMs = ~0u;
     if (p.paused && p.clockAt)
@@ -327,7 +328,10 @@ void skip(Player& p, bool forward)
             retune(p, "", "");
         }
     } else if (where.compare(0, 5, "drav;") == 0) {
-        say(p, "%s: this channel skips by clips, which tqlplay does not play", forward ? "next" : "previous");
+        // A clip channel moved to another clip: tune it again at once, with
+        // the playback clock starting over.
+        say(p, "Skip %s: %s (%d)", forward ? "forward" : "back", where.c_str(), result);
+        retune(p, "", "");
     } else {
         size_t comma = where.find(',');
         std::string time = where.substr(0, comma);
@@ -392,7 +396,12 @@ void handleKey(Player& p, Key key)
 void run(Player& player, Keyboard& keys, unsigned silenceLimitMs)
 {
     uint64_t started = monotonicMs();
+    double skipAtMs = player.options->skipAfterSeconds * 1000.0;
     while (!g_interrupted && !player.stopped && !player.quit && player.playedMs < player.targetMs) {
+        if (skipAtMs > 0 && player.playedMs >= skipAtMs) {
+            skipAtMs = 0;
+            skip(player, !player.options->skipBack);
+        }
         if (!player.fast)
             usleep(kTickMs * 1000);
         tql_externalTimerTick(kTickMs);
@@ -449,8 +458,8 @@ bool findChannel(Player& player, const PlayOptions& options, Channel& channel, i
             reportError(error.errorCode);
         return false;
     }
-    if (options.channel.empty()) { // an episode named by its own id alone
-        channel.id = channel.name = options.episode;
+    if (options.channel.empty() || options.clips) { // an episode by its own id, a clip channel by its guid
+        channel.id = channel.name = options.channel.empty() ? options.episode : options.channel;
         return true;
     }
     Pick pick = pickChannel(lineup, options.channel, channel);

@@ -24,6 +24,9 @@ struct PlayOptions {
     std::string start;      // a stream time to start at
     std::string asset;      // the asset that holds it
     long giveUpSeconds = 60; // no audio for this long ends the playback
+    bool clips = false;      // the channel is a clip channel, named by its guid
+    long skipAfterSeconds = 0; // after this much play, skip once and tune to the answer
+    bool skipBack = false;   // that skip goes back instead of forward
 };
 
 // 0 when the asked length was played or q ended it; 1 on a failure, told

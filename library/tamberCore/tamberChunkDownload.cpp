@@ -25,6 +25,8 @@ int CMTamberNodeResponder::requestChunkDownload(int single)
         TQL_LOG(4, "m_nextChunks size = %d", static_cast<int>(m_nextChunks.size()));
         const tql_roles& entry = m_nextChunks.front();
         tamberChunkName parsed = nameOf(entry);
+        if (m_tokenRequest.mode == 2 && !bufferingClipOwns(parsed))
+            return respondError;
         TQL_LOG(4, "Primary seq num = %d curr seqNum = %d", parsed.seqNum, m_currentSeqNum);
         if (m_currentSeqNum > parsed.seqNum) {
             TQL_LOG(4, "Skip chunk, because we are already ahead! %d %d", m_currentSeqNum, parsed.seqNum);
@@ -54,6 +56,8 @@ int CMTamberNodeResponder::requestChunkDownload(int single)
         m_tokenErrorCount = 0;
         break;
     }
+    if (m_tokenRequest.mode == 2)
+        clipChunksFetched();
     m_steadyState = 1;
     return respondOk;
 }
@@ -114,7 +118,10 @@ int CMTamberNodeResponder::doDownloadChunk(tamberChunk& chunk, int single)
         // All written: the chunk is done. Otherwise the rest waits for the
         // next turn or for the host's sendAudioData.
         if (m_currentChunk.remaining == 0) {
-            handleMetadata(m_currentChunk);
+            if (m_tokenRequest.mode == 2)
+                handleClipMetadata();
+            else
+                handleMetadata(m_currentChunk);
             m_currentChunk.clear();
         }
         m_lastChunkTimestampMs = chunk.timestamp;

@@ -296,6 +296,9 @@ void CMTamberNodeResponder::propagateStreamMetadataResponder(const TamberMetadat
 int CMTamberNodeResponder::on_playTimeChangedResponder(unsigned ms)
 {
     TQL_LOG(4, "Curr play time: %d", static_cast<int>(ms));
+    // The host restarted its clock for the next clip.
+    if (ms <= 999 && m_tokenRequest.mode == 2 && m_playTimeMs > ms)
+        m_clipSequencer.resetSkipTime();
     m_playTimeMs = ms;
     updateMetadata();
     return 0;
@@ -306,8 +309,8 @@ void CMTamberNodeResponder::createTimebarInfo(tql_timebarData* data, const tql_s
     memset(data, 0, sizeof *data);
     int mode = m_tokenRequest.mode;
     if (mode == 2) {
-        // A clip's timebar comes from the clip sequencer.
         data->startSeconds = nowMs() / 1000;
+        data->duration = truncToInt(m_clipSequencer.getCurrentClip().duration * 1000.0);
         return;
     }
     TQLMarker episode = findMarkerItemByAssetGUID(m_episodeLayerIndex, guid);

@@ -2,6 +2,7 @@
 #define TAMBER_NODE_RESPONDER_H
 
 #include "tamberChunk.h"
+#include "tamberClipSequencer.h"
 #include "tamberMetadata.h"
 #include "tamberPlaylistParser.h"
 #include "tamberTokens.h"
@@ -135,8 +136,15 @@ public:
     // carry out.
     void reportV2Consume(int current, int transition);
     void reportV4Consume(int current, int transition);
-    int tuneDravChannel(int update);
     static void on_consumeUpdateTimeout(void* self, int id);
+
+    // Clip channels: the clip sequencer's list played clip after clip.
+    int tuneDravChannel(int update);
+    int handleClipMetadata();
+    TamberMetadata buildClipMetadata(const TQLClip& clip, const tql_string& channelName);
+    int getNextClip(char* buffer, int length);
+    int getPreviousClip(char* buffer, int length);
+    void createClipDmcaInfo(const tql_string& id);
 
     // When the tiles of a list go stale; the notification repeats every
     // minute from then until a new list sets a new time.
@@ -195,6 +203,7 @@ public:
     uint64_t m_currentTrackTimestampMs = 0;
     uint64_t m_showEndTimestampMs = 0;
     tamberTime m_expireTimestamp[3];
+    TamberClipSequencer m_clipSequencer; // survives a stop: the same channel resumes at its clip
     int m_defaultStreamIndex = 2;
     int m_requestedStreamIndex = 0;
     tql_mutex m_streamMutex;
@@ -240,6 +249,13 @@ private:
     int fetchKey(const tql_url& location, tql_bytearray& key);
     int takeFourthKey(const TQL_HlsInfo& carrier, const tql_string& base);
     void takeAfKey(const TQLChunk& af, const tql_list<TQLRelativeUrlsItem>& relative);
+    int dravTuneAttempt(int update, bool previousFailed);
+    int takeDravVariants();
+    void clipEndReached();
+    int clipSkipAnswer(char* buffer, int length, bool forward);
+    bool bufferingClipOwns(const tamberChunkName& parsed);
+    void bufferNextClip();
+    void clipChunksFetched();
 };
 
 #endif

@@ -36,8 +36,14 @@ int tql_core::playChannel(tql_channel_ctx* ctx)
             TQL_LOG(3, "Playing start for episode with access control id %s with timestamp: %s",
                     request.caId.c_str(), request.timestamp.c_str());
     } else if (request.mode == 2) {
-        // Clip channels keep their clips only for the same channel.
+        // The same clip channel resumes at the clip it was playing.
+        TamberClipSequencer& clips = m_streamer->m_clipSequencer;
+        if (clips.channel().channelGuid != textOf(ctx->assetGuid)) {
+            TQL_LOG(3, "Different Drav channel is playing, remove all previous clips");
+            clips.removeAllClips();
+        }
         request.assetGuid = textOf(ctx->assetGuid);
+        clips.skipPrevious();
     } else {
         TQL_LOG(3, "PlayChannel start Channel %s ", request.channelId.c_str());
     }
@@ -89,16 +95,17 @@ int tql_core::triggerGoLive()
     return 1;
 }
 
-// Clip channels step between clips, which the clip sequencer holds; there
-// is none to step to here.
+// Clip channels step between clips.
 int tql_core::getNextSegmentTime(char* buffer, int length)
 {
-    return m_streamer->getMode() == 2 ? -1 : m_streamer->getNextSegment(buffer, length);
+    return m_streamer->getMode() == 2 ? m_streamer->getNextClip(buffer, length)
+                                      : m_streamer->getNextSegment(buffer, length);
 }
 
 int tql_core::getPrevSegmentTime(char* buffer, int length)
 {
-    return m_streamer->getMode() == 2 ? -1 : m_streamer->getPreviousSegment(buffer, length);
+    return m_streamer->getMode() == 2 ? m_streamer->getPreviousClip(buffer, length)
+                                      : m_streamer->getPreviousSegment(buffer, length);
 }
 
 int tql_core::getShowStartGuid(char* buffer, int length)

@@ -20,6 +20,9 @@ class TQLHlsAudioInfos;
 class tokenDataT;
 class TQLGUPCollationItem;
 class TQLGlobalSettings;
+class TamberClipSequencer;
+class TQLModuleResponseTuneToDrav;
+class TQLClip;
 
 // The request types: key of the error table and of message classification.
 enum eRequestType {
@@ -186,6 +189,9 @@ public:
     int tamberStationToken(tokenRequestStrT& request, tokenDataT& tokenData, int retries, int customOutput);
     TQLResponse* tamberNorvaleTuneStartNow(const tql_string& channelId);
     tamberVariantUrls getVariantFilesHLSv2(tokenRequestStrT& request, tokenDataT& tokenData);
+    // More clips for a clip channel; null on failure.
+    TQLResponse* tamberRefreshTracks(const tql_list<TQLClip>& clips, int currentClipIndex,
+                                     const tql_string& channelGuid, const tql_string& sessionId);
 
     // Files: index and key files are buffered (m_partialMode 0), audio chunks
     // stream through the decryptor into the engine (m_partialMode 1). url
@@ -301,6 +307,10 @@ private:
     void takeNowPlaying(const TQLModuleResponseNowPlaying& playing, tokenRequestStrT& request, tokenDataT& tokenData,
                         TQLResponse& response);
     void tuneFailure(TQLResponse& response, int code);
+    TamberClipSequencer* clipSequencer() const;
+    void takeDravTune(const TQLModuleResponseTuneToDrav& drav, int append, tokenDataT* tokenData,
+                      TQLResponse& response);
+    void refreshFailure(TQLResponse& response, int code);
     void takeVariant(const tql_list<TQLRelativeUrlsItem>& relative, const TQLHlsAudioInfos& info, tql_url& target,
                      bool primary);
     size_t writeBody(const unsigned char* data, size_t n);

@@ -1,8 +1,10 @@
 // Tuning: the now-playing request of a live channel, an on-demand episode
 // or a clip channel, its retry wrapper, and the choice of the index files
 // that the playlist parser reads next.
+#include "tamberClipSequencer.h"
 #include "tamberCore.h"
 #include "tamberRequest.h"
+#include "tamberResponse/tamberDravTune.h"
 #include "tamberResponse/tamberNowPlaying.h"
 #include "tamberResponse/tamberSessionHandlers.h"
 #include "tamberTokens.h"
@@ -96,9 +98,15 @@ TQLResponse* TamberRequest::tamberNorvaleTune(tokenRequestStrT& request, tokenDa
                 response->m_messages.front().m_code);
 
     bool answered = response->m_status == 1 && !response->m_modules.empty();
-    // Clip channels are read by the clip sequencer from the module itself.
-    if (request.mode == 2 && answered)
+    if (request.mode == 2 && answered) {
+        // A token update adds to the clips of the channel; a first tune starts them afresh.
+        if (TQLModuleResponseTuneToDrav* drav = firstModule<TQLModuleResponseTuneToDrav>(response)) {
+            TamberClipSequencer* sequencer = clipSequencer();
+            int append = sequencer && sequencer->getClipListSize() > 0 && customOutput == 0;
+            takeDravTune(*drav, append, &tokenData, *response);
+        }
         return response;
+    }
     if ((request.mode == 0 || request.mode == 1) && answered && !m_sessionInvalid && !m_simultaneousLogin &&
         !m_noTracks) {
         tokenData.tokenTimestampMs = static_cast<int64_t>(tql_datetime::currentMSecsSinceEpoch());
@@ -300,10 +308,15 @@ tamberVariantUrls TamberRequest::getVariantFilesHLSv2(tokenRequestStrT& request,
     TQL_LOG(3, "Using size = %s", size);
     if (request.mode > 2)
         return result;
-    // Clip channels take their index files from the clip being buffered,
-    // which the clip sequencer holds; without one only the custom block
-    // below can give them.
-    if (request.mode != 2) {
+    // Clip channels take their index files from the clip being buffered.
+    if (request.mode == 2) {
+        TamberClipSequencer* sequencer = clipSequencer();
+        TQLClip clip = sequencer ? sequencer->getBufferingClip() : TQLClip();
+        if (clip.contentUrls.size() > 0)
+            result.primary = tql_url(replaceBaseUrl(relative, clip.contentUrls[0]));
+        if (clip.contentUrls.size() > 1)
+            result.secondary = tql_url(replaceBaseUrl(relative, clip.contentUrls[1]));
+    } else {
         for (const TQLHlsAudioInfos& info : tokenData.hlsAudioInfos) {
             if (info.size != size)
                 continue;

@@ -186,6 +186,8 @@ int CMTamberNodeResponder::respondWorkerLoop()
             return respondStreamFinished;
         }
     }
+    if (mode == 2)
+        clipEndReached();
     if (mode >= 0 && mode <= 2) {
         int tuned = mode == 2 ? tuneDravChannel(1) : tuneChannel(1);
         if (tuned < 0 && tuned != respondRecoverable) {

@@ -10,6 +10,7 @@
 #include "tamberResponse/tamberChannelListPDT.h"
 #include "tamberResponse/tamberChannelListing.h"
 #include "tamberResponse/tamberEpisodeListing.h"
+#include "tamberResponse/tamberDravTune.h"
 #include "tamberResponse/tamberFavoritesCarousel.h"
 #include "tamberResponse/tamberForYou.h"
 #include "tamberResponse/tamberForYouCarousel.h"
@@ -43,6 +44,7 @@ const char* const TQLResponseHandler::scModule_auth = "UserFlow";
 const char* const TQLResponseHandler::scModule_config = "Configuration";
 const char* const TQLResponseHandler::scModule_channelListing = "ChannelListing";
 const char* const TQLResponseHandler::scModule_tune = "NowPlayingTimelineFeed";
+const char* const TQLResponseHandler::scModule_dravTune = "Discover";
 const char* const TQLResponseHandler::scModule_search = "search";
 const char* const TQLResponseHandler::scModule_forYouCarousel = "for_you";
 const char* const TQLResponseHandler::scModule_favoritesCarousel = "favorites_norvale";
@@ -390,6 +392,8 @@ TQLModuleHandlerBase* TQLResponseHandler::createModuleHandler(const tql_string& 
         return new TQLModuleResponseChannelListingHandler(m_response, m_callback);
     if (value == scModule_tune)
         return new TQLModuleResponseNowPlayingHandler(m_response);
+    if (value == scModule_dravTune)
+        return new TQLModuleResponseTuneToDravHandler(m_response);
     if (value == scModule_search)
         return new TQLModuleResponseSearchHandler(m_response);
     if (value == scModule_forYouCarousel)

@@ -123,6 +123,7 @@ public:
     static const char* const scModule_config;
     static const char* const scModule_channelListing;
     static const char* const scModule_tune;
+    static const char* const scModule_dravTune;
     static const char* const scModule_search;
     static const char* const scModule_forYouCarousel;
     static const char* const scModule_favoritesCarousel;
