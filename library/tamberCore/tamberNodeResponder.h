@@ -1,6 +1,7 @@
 #ifndef TAMBER_NODE_RESPONDER_H
 #define TAMBER_NODE_RESPONDER_H
 
+#include "requestDocuments/requestDocuments.h"
 #include "tamberChunk.h"
 #include "tamberMetadata.h"
 #include "tamberPlaylistParser.h"
@@ -133,10 +134,11 @@ public:
 
     // Stages of a turn that the consumption and clip parts of the engine
     // carry out.
-    void reportV2Consume(int current, int transition);
-    void reportV4Consume(int current, int transition);
+    void reportV2Consume(int userAction, int transition);
+    void reportV4Consume(int userAction, int transition);
     int tuneDravChannel(int update);
     static void on_consumeUpdateTimeout(void* self, int id);
+    void setConsumeMode(const TamberMetadata& metadata);
 
     // When the tiles of a list go stale; the notification repeats every
     // minute from then until a new list sets a new time.
@@ -201,6 +203,12 @@ public:
     int m_indexFileRequired = 0;
     tql_dmcaRules* m_dmcaRules; // lives as long as the engine: allowances survive a retune
     uint64_t m_lastChunkListUpdateMs = 0;
+    // Consumption reports: the record that closes the last period and the
+    // one that opens the next, each with its kind of channel.
+    TQLConsumeRequests m_prevConsume;
+    tql_string m_prevConsumeMode;
+    TQLConsumeRequests m_curConsume;
+    tql_string m_curConsumeMode;
     tql_string m_skipDirection;
     tql_string m_defaultIcon;
     int32_t m_cutLayerIndex = 0;
@@ -212,6 +220,9 @@ public:
     uint32_t m_bufferedMs = 0;
 
 private:
+    void reportConsume(int userAction, int type, bool v4);
+    void setConsumeWords(int userAction, int type, bool v4);
+    void setConsumeTimes(int type);
     void resetForPlayback(const tokenRequestStrT& request);
     void clearPlayback();
     void armLoop(int periodMs);
