@@ -406,6 +406,8 @@ Reply Service::handle(const httplib::Request& req)
         {"GET", "/rest/v1/shows", &Service::episodes},
         {"GET", "/rest/v4/experience/modules/tune/now-playing-live", &Service::tuneLive},
         {"GET", "/rest/v2/experience/modules/tune/now-playing-aod", &Service::tuneOnDemand},
+        {"POST", "/rest/v2/experience/modules/consumed", &Service::consume},
+        {"POST", "/rest/v4/experience/modules/events/consume", &Service::consume},
     };
     for (const Route& r : routes) {
         if (req.path != r.path)

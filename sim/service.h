@@ -42,6 +42,7 @@ private:
     Reply image(const httplib::Request& req);
     Reply tuneLive(const httplib::Request& req);
     Reply tuneOnDemand(const httplib::Request& req);
+    Reply consume(const httplib::Request& req);
 
     // Gives an error reply when the request's session is not valid; the
     // session's user goes to `user` when given.

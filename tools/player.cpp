@@ -63,6 +63,9 @@ struct Player {
     int errorCode = 0;
     bool stopped = false;       // the library ended the playback
     uint64_t lastAudioAt = 0;
+    int pauseAtMs = -1, pauseMs = 0, skipBackAtMs = -1, skipForwardAtMs = -1; // test hooks
+    unsigned baseMs = 0;        // where the library's playback began, after a skip
+    std::string skipTo;         // a skip answer to tune to
 
     unsigned positionMs() const
     {
@@ -174,6 +177,33 @@ bool startLibrary(Player& player)
     return tql_registerCallbacks(cb) == TQL_OK;
 }
 
+// A pause as a listener makes it, with the tick running; a skip asks the
+// library where to, and ends this playback so that the caller tunes there.
+// True when the playback is to end.
+bool testHooks(Player& player, unsigned position)
+{
+    if (player.pauseAtMs >= 0 && position >= static_cast<unsigned>(player.pauseAtMs)) {
+        player.pauseAtMs = -1;
+        tql_userPause(1);
+        for (int waited = 0; waited < player.pauseMs; waited += kTickMs) {
+            usleep(kTickMs * 1000);
+            tql_externalTimerTick(kTickMs);
+        }
+        tql_userPause(0);
+    }
+    bool back = player.skipBackAtMs >= 0 && position >= static_cast<unsigned>(player.skipBackAtMs);
+    bool forward = player.skipForwardAtMs >= 0 && position >= static_cast<unsigned>(player.skipForwardAtMs);
+    if (back || forward) {
+        player.skipBackAtMs = player.skipForwardAtMs = -1;
+        char answer[256];
+        if ((back ? tql_getPrevSegmentTime(answer, sizeof answer) : tql_getNextSegmentTime(answer, sizeof answer)) > 0) {
+            player.skipTo = answer;
+            return true;
+        }
+    }
+    return false;
+}
+
 // Ticks the library and moves the playback clock until the asked length
 // has played, the library stops, the user interrupts or audio dries up.
 void run(Player& player, unsigned wantedMs, unsigned silenceLimitMs)
@@ -184,6 +214,9 @@ void run(Player& player, unsigned wantedMs, unsigned silenceLimitMs)
             usleep(kTickMs * 1000);
         tql_externalTimerTick(kTickMs);
         unsigned position = player.positionMs();
+        if (testHooks(player, position))
+            break;
+        position = position > player.baseMs ? position - player.baseMs : 0;
         if (position != player.reportedMs) {
             tql_on_playTimeChanged(position);
             player.reportedMs = position;
@@ -235,10 +268,32 @@ int play(const PlayOptions& options)
         ctx.accessControlId = options.episode.empty() ? nullptr : options.episode.c_str();
         ctx.timestamp = options.start.empty() ? nullptr : options.start.c_str();
         ctx.assetGuid = options.asset.empty() ? nullptr : options.asset.c_str();
+        player.pauseAtMs = options.pauseAtSeconds * 1000;
+        player.pauseMs = options.pauseMs;
+        player.skipBackAtMs = options.skipBackAtSeconds * 1000;
+        player.skipForwardAtMs = options.skipForwardAtSeconds * 1000;
+        std::string time, asset;
         if (tql_playChannel(&ctx) == TQL_OK) {
             run(player, static_cast<unsigned>(options.seconds) * 1000,
                 static_cast<unsigned>(options.giveUpSeconds) * 1000);
             tql_stopChannel();
+            if (!player.skipTo.empty() && !player.stopped) {
+                // "time,asset" of a live channel, the time alone on demand;
+                // "goLive" is the live edge.
+                if (player.skipTo == "goLive")
+                    player.skipTo.clear();
+                size_t comma = player.skipTo.find(',');
+                time = player.skipTo.substr(0, comma);
+                asset = comma == std::string::npos ? "" : player.skipTo.substr(comma + 1);
+                ctx.timestamp = time.empty() ? nullptr : time.c_str();
+                ctx.assetGuid = asset.empty() ? nullptr : asset.c_str();
+                player.baseMs = static_cast<unsigned>(player.writtenMs);
+                player.reportedMs = ~0u;
+                if (tql_playChannel(&ctx) == TQL_OK)
+                    run(player, static_cast<unsigned>(options.seconds) * 1000,
+                        static_cast<unsigned>(options.giveUpSeconds) * 1000);
+                tql_stopChannel();
+            }
             bool enough = player.positionMs() >= static_cast<unsigned>(options.seconds) * 1000;
             result = enough && !player.errorCode && !player.dropped ? 0 : 1;
         } else if (!player.errorCode) {

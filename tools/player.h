@@ -19,6 +19,12 @@ struct PlayOptions {
     std::string start;     // a stream time to start at
     std::string asset;     // the asset that holds it
     int giveUpSeconds = 60; // no audio for this long ends the playback
+    // Test hooks, not in the usage: pause at a position for a while, and
+    // skip once at a position, tuning to the answer as a device does.
+    int pauseAtSeconds = -1;
+    int pauseMs = 0;
+    int skipBackAtSeconds = -1;
+    int skipForwardAtSeconds = -1;
 };
 
 // 0 when the asked length was played; 1 on a failure, told on stderr.

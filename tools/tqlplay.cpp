@@ -321,7 +321,8 @@ int main(int argc, char** argv)
         } else if (a == "--fast") {
             options.fast = true;
         } else if ((a == "--seconds" || a == "--out" || a == "--episode" || a == "--start" || a == "--asset" ||
-                    a == "--fixed-key" || a == "--give-up") &&
+                    a == "--fixed-key" || a == "--give-up" || a == "--pause-at" || a == "--pause-ms" ||
+                    a == "--skip-back-at" || a == "--skip-fwd-at") &&
                    i + 1 < argc) {
             std::string value = argv[++i];
             if (a == "--seconds")
@@ -336,6 +337,11 @@ int main(int argc, char** argv)
                 options.asset = value;
             else if (a == "--give-up")
                 options.giveUpSeconds = atoi(value.c_str());
+            else if (a == "--pause-at" || a == "--pause-ms" || a == "--skip-back-at" || a == "--skip-fwd-at")
+                (a == "--pause-at"       ? options.pauseAtSeconds
+                 : a == "--pause-ms"     ? options.pauseMs
+                 : a == "--skip-back-at" ? options.skipBackAtSeconds
+                                         : options.skipForwardAtSeconds) = atoi(value.c_str());
             else
                 fixedKey = value;
         } else if (a.rfind("--", 0) == 0) {
