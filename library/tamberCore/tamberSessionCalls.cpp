@@ -13,7 +13,6 @@
 #define TQL_GREEN "\033[0;32m"
 #define TQL_RESET "\033[0m"
 
-
 // Steps 1 and 2 of the frame: the routing base and the call's path.
 bool TamberRequest::serviceUrl(const char* path, tql_url& url)
 {

@@ -234,11 +234,11 @@ TEST_F(ConsumeReport, PeriodicUpdateEveryFourMinutesOfPlayingAndNeverWhilePaused
     advanceInSteps(239000);
     EXPECT_TRUE(reports().empty());
     advance(1000); // 240 s after the tune-in report
-    std::vector<Sent> got = reports();
-    ASSERT_EQ(2u, got.size());
-    EXPECT_EQ(kV2, got[0].url);
-    EXPECT_NE(std::string::npos, got[0].body.find(R"("consumeEvent":"update","consumeEventAction":"passive")"));
-    EXPECT_NE(std::string::npos, got[1].body.find(R"("consumeEvent":"update","consumeEventAction":"passive")"));
+    // It only marks the period as still running, at the host's position.
+    std::string now = wall(240100);
+    EXPECT_EQ(pair(module("Live", {{"update", "passive", "ci-One", now, streamAt(0)}}),
+                   module("Live", {{"update", "passive", "ci-One", now, streamAt(0)}})),
+              reports());
     EXPECT_TRUE(port().logged("Send update consume call!"));
 
     // The update rearms itself.
@@ -304,6 +304,32 @@ TEST_F(ConsumeReport, SkipMarksTheDirectionForTheEndAndTheNextTuneIn)
     ASSERT_EQ(4u, got.size());
     EXPECT_EQ(std::string::npos, got[3].body.find("back")) << got[3];
     EXPECT_NE(std::string::npos, got[3].body.find(R"("consumeEvent":"start","consumeEventAction":"tuneIn")"));
+}
+
+TEST_F(ConsumeReport, APlaybackEndedByAFailureClosesWithAnError)
+{
+    play();
+    tql_on_playTimeChanged(0);
+    tql_on_playTimeChanged(9000);
+    reports();
+    // The account logs in elsewhere: the next token renewal ends the playback.
+    testport::Route elsewhere;
+    elsewhere.url = kBase + "/rest/v4/experience/modules/tune/now-playing-live";
+    elsewhere.prefix = true;
+    elsewhere.body = testport::serviceReply("", 0, R"([{"code":204,"message":"elsewhere"}])");
+    port().routes.insert(port().routes.begin(), elsewhere);
+    for (int turn = 0; turn < 400 && port().countLogged("respondWorker ABOUT TO END DONE") == 0; ++turn)
+        advance(3000);
+    ASSERT_EQ(1u, port().countLogged("respondWorker ABOUT TO END DONE"));
+    std::vector<Sent> got = reports();
+    ASSERT_GE(got.size(), 2u);
+    const Sent& v2 = got[got.size() - 2];
+    const Sent& v4 = got.back();
+    EXPECT_NE(std::string::npos, v2.body.find(R"("consumeEvent":"end","consumeEventAction":"error")")) << v2;
+    EXPECT_NE(std::string::npos, v4.body.find(R"("consumeEvent":"stop","consumeEventAction":"error")")) << v4;
+    EXPECT_TRUE(port().logged("Consume: Type = Error"));
+    advanceInSteps(300000, 10000);
+    EXPECT_TRUE(reports().empty()); // ended: no update
 }
 
 TEST_F(ConsumeReport, NothingIsReportedBeforeTheFirstConsumptionToken)
