@@ -30,6 +30,14 @@ TQLResponse* TamberRequest::tamberV4NorvaleConsume(tql_list<TQLConsumeRequests>&
 TQLResponse* TamberRequest::consumeCall(const char* path, const char* urlLog, tql_list<TQLConsumeRequests>& first,
                                         tql_list<TQLConsumeRequests>& second)
 {
+    // A host that tells its position from inside its write function would
+    // start a report in the middle of a chunk transfer. The report is
+    // dropped before it touches the transfer's state or the library error,
+    // so that neither the chunk nor the next stop suffers for it.
+    if (m_requestInProgress) {
+        TQL_LOG(2, "Consume report during a transfer dropped");
+        return nullptr;
+    }
     tql_url url;
     if (!serviceUrl(path, url))
         return nullptr;

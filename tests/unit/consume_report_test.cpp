@@ -95,11 +95,30 @@ std::ostream& operator<<(std::ostream& out, const Sent& s)
 }
 
 void onMetadata(void*, tql_metadata*) {}
+std::vector<int>* g_errors = nullptr;
+int onError(void*, tql_errorNotification* e)
+{
+    if (g_errors)
+        g_errors->push_back(e->errorCode);
+    return 1;
+}
 void onTimebar(void*, tql_timebarData*) {}
 
 int takeAll(void*, const unsigned char* data, int length, int, unsigned int*)
 {
     return data ? length : 0;
+}
+
+// A host that tells its position from inside its write function, while a
+// chunk is still arriving.
+std::string* g_heard = nullptr;
+int tellPositionWhileWriting(void*, const unsigned char* data, int length, int, unsigned int*)
+{
+    if (!data)
+        return 0;
+    g_heard->append(reinterpret_cast<const char*>(data), static_cast<size_t>(length));
+    tql_on_playTimeChanged(0);
+    return length;
 }
 
 class ConsumeReport : public PortTest {
@@ -111,6 +130,7 @@ protected:
         tql_CallbackStruct cb = testport::quietCallbacks(this);
         cb.onMetadata = onMetadata;
         cb.onTimebar = onTimebar;
+        cb.onError = onError;
         ASSERT_EQ(1, tql_registerCallbacks(cb));
         testport::scriptLogin();
         tql_errorNotification error{};
@@ -330,6 +350,32 @@ TEST_F(ConsumeReport, APlaybackEndedByAFailureClosesWithAnError)
     EXPECT_TRUE(port().logged("Consume: Type = Error"));
     advanceInSteps(300000, 10000);
     EXPECT_TRUE(reports().empty()); // ended: no update
+}
+
+TEST_F(ConsumeReport, AReportDueDuringAChunkTransferIsDroppedAndLeavesNoFailureBehind)
+{
+    std::string heard;
+    g_heard = &heard;
+    ctx.audioWrite = tellPositionWhileWriting;
+    stream.pieceSize = 64;
+    play();
+    for (int turn = 0; turn < 10; ++turn)
+        advance(3000);
+    g_heard = nullptr;
+    std::string expected;
+    for (int seq = stream.firstSeq; seq < stream.firstSeq + stream.chunks; ++seq)
+        expected += stream.audio(seq);
+    EXPECT_EQ(expected, heard);
+    EXPECT_TRUE(reports().empty());
+    EXPECT_TRUE(port().logged("Consume report during a transfer dropped"));
+    EXPECT_FALSE(port().logged("Request violation"));
+    // The dropped report leaves no failure behind for the stop to report.
+    std::vector<int> errors;
+    g_errors = &errors;
+    tql_stopChannel();
+    g_errors = nullptr;
+    EXPECT_EQ(std::vector<int>(), errors);
+    EXPECT_EQ(2u, reports().size()); // the stop's own report goes out
 }
 
 TEST_F(ConsumeReport, NothingIsReportedBeforeTheFirstConsumptionToken)
