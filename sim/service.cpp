@@ -410,6 +410,8 @@ Reply Service::handle(const httplib::Request& req)
         {"GET", "/rest/v2/experience/modules/tune/now-playing-aod", &Service::tuneOnDemand},
         {"GET", "/rest/v4/aic/tune", &Service::tuneClips},
         {"POST", "/rest/v4/aic/refresh-tracks", &Service::refreshTracks},
+        {"POST", "/rest/v2/experience/modules/consumed", &Service::consume},
+        {"POST", "/rest/v4/experience/modules/events/consume", &Service::consume},
     };
     for (const Route& r : routes) {
         if (req.path != r.path)

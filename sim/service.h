@@ -45,6 +45,7 @@ private:
     Reply tuneOnDemand(const httplib::Request& req);
     Reply tuneClips(const httplib::Request& req);
     Reply refreshTracks(const httplib::Request& req);
+    Reply consume(const httplib::Request& req);
 
     // Gives an error reply when the request's session is not valid; the
     // session's user goes to `user` when given.

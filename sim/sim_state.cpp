@@ -128,6 +128,7 @@ void SimState::resetAll()
     last_.clear();
     hlsCounts_.clear();
     total_ = 0;
+    consume.reset();
 }
 
 FaultPlan SimState::takeFaultPlan()
@@ -249,6 +250,8 @@ std::string SimState::stateJson()
         w.endObject();
     }
     w.endObject();
+    w.key("consume");
+    consume.writeJson(w);
     w.endObject();
     return w.str();
 }

@@ -3,6 +3,8 @@
 // member is guarded by one mutex and every container has a size limit.
 #pragma once
 
+#include "consume.h"
+
 #include <atomic>
 #include <chrono>
 #include <deque>
@@ -86,6 +88,8 @@ public:
     int lockoutSeconds();
 
     std::atomic<bool> stopping{false};
+    // Consumption reports received, per session; guarded by its own lock.
+    ConsumeLog consume;
 
 private:
     struct Session {

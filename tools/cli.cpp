@@ -173,7 +173,7 @@ void printHelp(FILE* out, const std::vector<Option>& options, const std::vector<
     for (const std::string& group : groups) {
         fprintf(out, "\n%s:\n", group.c_str());
         for (const Option& o : options) {
-            if (group != o.group)
+            if (group != o.group || !o.help)
                 continue;
             std::string head = std::string("--") + o.name + (o.value ? std::string(" ") + o.value : "");
             fprintf(out, "  %-22s %s\n", head.c_str(), o.help);

@@ -294,9 +294,13 @@ bool tune(Player& p, const std::string& timestamp, const std::string& asset, con
 
 std::string g_channelId; // what the current playback tunes by
 
+// Stops the playback first, as a device does, so that the service hears
+// the old one end (with the skip that ended it) before the new one starts.
 void retune(Player& p, const std::string& timestamp, const std::string& asset)
 {
     p.lastAudioAt = monotonicMs(); // the give-up time counts from the new tune
+    tql_stopChannel();
+    p.stopped = false; // that stop was ours
     if (!tune(p, timestamp, asset, g_channelId) && !p.errorCode) {
         say(p, "tqlplay: the new position would not play");
         p.stopped = true;
@@ -304,8 +308,9 @@ void retune(Player& p, const std::string& timestamp, const std::string& asset)
     }
 }
 
-// The engine answers a skip with where to tune, or why not.
-void skip(Player& p, bool forward)
+// The engine answers a skip with where to tune, or why not. A listener at
+// the live edge has nowhere to go; atEdgeToo tunes live again all the same.
+void skip(Player& p, bool forward, bool atEdgeToo = false)
 {
     char answer[512] = "";
     int result = forward ? tql_getNextSegmentTime(answer, sizeof answer - 1)
@@ -321,7 +326,7 @@ void skip(Player& p, bool forward)
                                            : "the skip failed";
         say(p, "%s: %s (%d)", forward ? "next" : "previous", why, result);
     } else if (where == "goLive") {
-        if (!p.timeShifted) {
+        if (!p.timeShifted && !atEdgeToo) {
             say(p, "next: already at the live edge");
         } else {
             say(p, "next: back to the live edge");
@@ -391,18 +396,55 @@ void handleKey(Player& p, Key key)
     }
 }
 
+// A pause and a skip at set positions, for tests of what the service is told.
+struct TestHooks {
+    double pauseAtMs, skipBackAtMs, skipForwardAtMs;
+    long pauseMs;
+    uint64_t resumeAt = 0;
+
+    explicit TestHooks(const PlayOptions& o)
+        : pauseAtMs(o.pauseAtSeconds * 1000.0), skipBackAtMs(o.skipBackAtSeconds * 1000.0),
+          skipForwardAtMs(o.skipForwardAtSeconds * 1000.0), pauseMs(o.pauseMs)
+    {
+    }
+
+    void act(Player& p)
+    {
+        if (pauseAtMs >= 0 && p.playedMs >= pauseAtMs && !p.paused) {
+            pauseAtMs = -1;
+            togglePause(p);
+            resumeAt = monotonicMs() + static_cast<uint64_t>(pauseMs);
+        } else if (resumeAt && p.paused && monotonicMs() >= resumeAt) {
+            resumeAt = 0;
+            togglePause(p);
+        }
+        if (skipBackAtMs >= 0 && p.playedMs >= skipBackAtMs) {
+            skipBackAtMs = -1;
+            skip(p, false, true);
+        }
+        if (skipForwardAtMs >= 0 && p.playedMs >= skipForwardAtMs) {
+            skipForwardAtMs = -1;
+            skip(p, true, true);
+        }
+    }
+};
+
 // Ticks the library and moves the playback clock until the asked length
 // has played, the library stops, the user ends it or audio dries up.
 void run(Player& player, Keyboard& keys, unsigned silenceLimitMs)
 {
     uint64_t started = monotonicMs();
     double skipAtMs = player.options->skipAfterSeconds * 1000.0;
+    TestHooks hooks(*player.options);
     while (!g_interrupted && !player.stopped && !player.quit && player.playedMs < player.targetMs) {
         if (skipAtMs > 0 && player.playedMs >= skipAtMs) {
             skipAtMs = 0;
             skip(player, !player.options->skipBack);
         }
-        if (!player.fast)
+        hooks.act(player);
+        // While paused nothing is to be had: wait as a device would, so the
+        // library's clock keeps to the wall clock.
+        if (!player.fast || player.paused)
             usleep(kTickMs * 1000);
         tql_externalTimerTick(kTickMs);
         for (Key key = keys.next(); key != Key::None && !player.quit; key = keys.next())

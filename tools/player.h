@@ -27,6 +27,12 @@ struct PlayOptions {
     bool clips = false;      // the channel is a clip channel, named by its guid
     long skipAfterSeconds = 0; // after this much play, skip once and tune to the answer
     bool skipBack = false;   // that skip goes back instead of forward
+    // Test hooks, not in the usage: pause at a position for a while, and
+    // skip once at a position, tuning to the answer even at the live edge.
+    long pauseAtSeconds = -1;
+    long pauseMs = 0;
+    long skipBackAtSeconds = -1;
+    long skipForwardAtSeconds = -1;
 };
 
 // 0 when the asked length was played or q ended it; 1 on a failure, told

@@ -274,6 +274,7 @@ void CMTamberNodeResponder::propagateStreamMetadataResponder(const TamberMetadat
     if (m_core->getTamberCallback()->handleAndSendMetadataCallback(metadata) == -1)
         return;
     int mode = m_tokenRequest.mode;
+    setConsumeMode(metadata);
     if (m_tuneInPending) {
         reportV2Consume(1, 1);
         reportV4Consume(1, 1);

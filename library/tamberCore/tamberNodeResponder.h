@@ -1,6 +1,7 @@
 #ifndef TAMBER_NODE_RESPONDER_H
 #define TAMBER_NODE_RESPONDER_H
 
+#include "requestDocuments/requestDocuments.h"
 #include "tamberChunk.h"
 #include "tamberClipSequencer.h"
 #include "tamberMetadata.h"
@@ -134,9 +135,10 @@ public:
 
     // Stages of a turn that the consumption and clip parts of the engine
     // carry out.
-    void reportV2Consume(int current, int transition);
-    void reportV4Consume(int current, int transition);
+    void reportV2Consume(int userAction, int transition);
+    void reportV4Consume(int userAction, int transition);
     static void on_consumeUpdateTimeout(void* self, int id);
+    void setConsumeMode(const TamberMetadata& metadata);
 
     // Clip channels: the clip sequencer's list played clip after clip.
     int tuneDravChannel(int update);
@@ -210,6 +212,12 @@ public:
     int m_indexFileRequired = 0;
     tql_dmcaRules* m_dmcaRules; // lives as long as the engine: allowances survive a retune
     uint64_t m_lastChunkListUpdateMs = 0;
+    // Consumption reports: the record that closes the last period and the
+    // one that opens the next, each with its kind of channel.
+    TQLConsumeRequests m_prevConsume;
+    tql_string m_prevConsumeMode;
+    TQLConsumeRequests m_curConsume;
+    tql_string m_curConsumeMode;
     tql_string m_skipDirection;
     tql_string m_defaultIcon;
     int32_t m_cutLayerIndex = 0;
@@ -227,6 +235,9 @@ public:
     int stepStreamIndexes();          // both one up; gives the new stream index
 
 private:
+    void reportConsume(int userAction, int type, bool v4);
+    void setConsumeWords(int userAction, int type, bool v4);
+    void setConsumeTimes(int type);
     void resetForPlayback(const tokenRequestStrT& request);
     void clearPlayback();
     void armLoop(int periodMs);

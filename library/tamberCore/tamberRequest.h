@@ -23,6 +23,7 @@ class TQLGlobalSettings;
 class TamberClipSequencer;
 class TQLModuleResponseTuneToDrav;
 class TQLClip;
+class TQLConsumeRequests;
 
 // The request types: key of the error table and of message classification.
 enum eRequestType {
@@ -231,6 +232,10 @@ public:
     TQLResponse* tamberNorvaleClearRecents();
     TQLResponse* tamberNorvaleSetGlobalSettings(TQLGlobalSettings& settings);
 
+    // Consumption reports (request type 12): one module per non-empty list.
+    TQLResponse* tamberV2NorvaleConsume(tql_list<TQLConsumeRequests>& first, tql_list<TQLConsumeRequests>& second);
+    TQLResponse* tamberV4NorvaleConsume(tql_list<TQLConsumeRequests>& first, tql_list<TQLConsumeRequests>& second);
+
     tql_core* m_core;
     unsigned char* m_buffer;
     unsigned int m_bufferSize;
@@ -291,10 +296,12 @@ public:
     tql_list<tql_pair<eRequestType, tql_list<int>>> m_errorTable;
 
 private:
-    // The common frame of a service call.
+    // The common frame of a service call; limits in seconds.
     bool serviceUrl(const char* path, tql_url& url);
     TQLResponse* sendServiceCall(TQLResponse*& slot, const tql_url& url, int method, const tql_string& body,
-                                 tql_channelCallBackIf* callback);
+                                 tql_channelCallBackIf* callback, int connectTimeout = 10, int totalTimeout = 25);
+    TQLResponse* consumeCall(const char* path, const char* urlLog, tql_list<TQLConsumeRequests>& first,
+                             tql_list<TQLConsumeRequests>& second);
     struct QueryFailure {
         const char* call;    // name in the log lines
         int afterTransport;  // error after 55 when the request could not be made; 0 keeps 55

@@ -13,11 +13,6 @@
 #define TQL_GREEN "\033[0;32m"
 #define TQL_RESET "\033[0m"
 
-namespace {
-const int kConnectTimeout = 10;
-const int kTotalTimeout = 25;
-} // namespace
-
 // Steps 1 and 2 of the frame: the routing base and the call's path.
 bool TamberRequest::serviceUrl(const char* path, tql_url& url)
 {
@@ -35,7 +30,8 @@ bool TamberRequest::serviceUrl(const char* path, tql_url& url)
 // Steps 5 to 8: the response object, the parser over it, the transfer. Null
 // when the transfer was not made (error 55, response reset).
 TQLResponse* TamberRequest::sendServiceCall(TQLResponse*& slot, const tql_url& url, int method,
-                                            const tql_string& body, tql_channelCallBackIf* callback)
+                                            const tql_string& body, tql_channelCallBackIf* callback,
+                                            int connectTimeout, int totalTimeout)
 {
     if (slot)
         slot->reset();
@@ -46,7 +42,7 @@ TQLResponse* TamberRequest::sendServiceCall(TQLResponse*& slot, const tql_url& u
     m_partialMode = 1;
     m_jsonParser = &parser;
     m_jsonError = tql_Error();
-    int sent = tamberRequest(url, method, body, kConnectTimeout, kTotalTimeout);
+    int sent = tamberRequest(url, method, body, connectTimeout, totalTimeout);
     m_partialMode = 0;
     m_jsonParser = nullptr;
     if (!sent) {
