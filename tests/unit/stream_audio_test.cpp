@@ -178,6 +178,41 @@ TEST_F(StreamAudio, EpisodeStartsAtTheFrameAfterItsStartTime)
     EXPECT_EQ(stream.audio(101).substr(21 * 32) + audioOf(102, 105), sink.bytes);
 }
 
+TEST_F(StreamAudio, AHostAheadOfTheClockGetsTheWholeIndexInHandWithoutRefetching)
+{
+    // Turns come every 3 s of ticks while the clock moves 0.1 s: a host that
+    // takes audio faster than it plays. The index lists 40 chunks; the list
+    // takes 16 at a time, and when it runs dry the rest of the index in hand
+    // follows at once instead of after the 30 s refresh.
+    stream.chunks = 40;
+    play();
+    auto indexReads = [] {
+        int n = 0;
+        for (const auto& r : port().requests)
+            n += r.url.find("index.m3u8") != std::string::npos;
+        return n;
+    };
+    for (int turn = 0; turn < 45; ++turn) {
+        port().advance(100);
+        tql_externalTimerTick(3000);
+    }
+    EXPECT_EQ(audioOf(100, 139), sink.bytes);
+    EXPECT_EQ(1, indexReads()); // nothing was fetched for the refills
+    EXPECT_EQ(2u, port().countLogged("Chunk list empty, 40 entries in the index file in hand"));
+    // Past the index's end only a refresh brings more: 30 s after the last.
+    size_t heard = sink.bytes.size();
+    for (int turn = 0; turn < 5; ++turn) {
+        port().advance(100);
+        tql_externalTimerTick(3000);
+    }
+    EXPECT_EQ(heard, sink.bytes.size());
+    EXPECT_EQ(1, indexReads());
+    port().advance(30000);
+    tql_externalTimerTick(3000);
+    EXPECT_EQ(2, indexReads());
+    tql_stopChannel();
+}
+
 TEST_F(StreamAudio, SteadyPlaybackDoesNotGrowTheLibrarysMemory)
 {
     stream.chunks = 60;
