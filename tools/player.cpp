@@ -18,6 +18,11 @@ const char* const kDefaultFixedKey = "00112233445566778899aabbccddeeff";
 namespace {
 
 const unsigned kTickMs = 100;
+// The engine runs a worker turn, one chunk, every 3000 ms of ticks. With
+// --fast the ticks run unpaced for as long as a turn may still bring audio;
+// past that the stream has nothing new (a live edge) and the loop waits as
+// a device would instead of spinning.
+const unsigned kFastIdleTicks = 3000 / kTickMs + 1;
 const unsigned kBufferAheadMs = 10000; // how far the sink runs ahead of playback
 const int kSampleRates[] = {96000, 88200, 64000, 48000, 44100, 32000, 24000, 22050, 16000, 12000, 11025, 8000, 7350};
 
@@ -54,6 +59,7 @@ size_t adtsFrame(const unsigned char* data, size_t length, double* ms)
 struct Player {
     FILE* out = nullptr;
     FILE* info = stdout; // metadata and progress; stderr when the audio goes to stdout
+    bool infoIsTty = false; // asked once: the answer does not change while playing
     bool fast = false;
     double writtenMs = 0;       // audio taken so far
     uint64_t firstAudioAt = 0;  // when playback began, monotonic
@@ -116,7 +122,7 @@ void onMetadata(void*, tql_metadata* m)
 {
     Player& p = *g_player;
     unsigned s = p.positionMs() / 1000;
-    fprintf(p.info, "%s[%02u:%02u] Now playing: %s / %s / %s\n", isatty(fileno(p.info)) ? "\r\033[K" : "", s / 60,
+    fprintf(p.info, "%s[%02u:%02u] Now playing: %s / %s / %s\n", p.infoIsTty ? "\r\033[K" : "", s / 60,
             s % 60, text(m->title).c_str(),
             text(m->artist).c_str(), text(m->album).c_str());
     fflush(p.info);
@@ -148,7 +154,7 @@ void onTimebar(void*, tql_timebarData*) {}
 // One line that updates in place; only for a person watching.
 void progress(const Player& p)
 {
-    if (!isatty(fileno(p.info)))
+    if (!p.infoIsTty)
         return;
     unsigned s = p.positionMs() / 1000;
     fprintf(p.info, "\r\033[K[%02u:%02u] %d kbit/s, %.1f s buffered", s / 60, s % 60, p.bitRate / 1000,
@@ -179,9 +185,11 @@ bool startLibrary(Player& player)
 void run(Player& player, unsigned wantedMs, unsigned silenceLimitMs)
 {
     uint64_t started = monotonicMs();
+    unsigned quietTicks = 0;
     while (!g_interrupted && !player.stopped && player.positionMs() < wantedMs) {
-        if (!player.fast)
+        if (!player.fast || (quietTicks >= kFastIdleTicks && player.lastAudioAt))
             usleep(kTickMs * 1000);
+        double writtenBefore = player.writtenMs;
         tql_externalTimerTick(kTickMs);
         unsigned position = player.positionMs();
         if (position != player.reportedMs) {
@@ -197,10 +205,11 @@ void run(Player& player, unsigned wantedMs, unsigned silenceLimitMs)
             player.errorCode = -1;
             break;
         }
+        quietTicks = player.writtenMs != writtenBefore ? 0 : quietTicks + 1;
         if (player.fast && !player.lastAudioAt)
             usleep(kTickMs * 1000); // nothing yet: wait as a device would
     }
-    if (isatty(fileno(player.info)))
+    if (player.infoIsTty)
         fprintf(player.info, "\n");
 }
 
@@ -217,6 +226,7 @@ int play(const PlayOptions& options)
         return 1;
     }
     player.info = toStdout ? stderr : stdout;
+    player.infoIsTty = isatty(fileno(player.info));
     g_player = &player;
     signal(SIGINT, onSignal);
     signal(SIGTERM, onSignal);
