@@ -25,6 +25,9 @@ struct Faults {
     bool wrongKey = false;
     int chunk404 = 0;
     std::string indexFail;
+    // Live chunks the large index lists up to the edge: how much of the past
+    // a time-shifted or catching-up player finds published.
+    int backlog = 30;
 };
 
 // The kinds of stream file, counted per server for the tests.
@@ -55,6 +58,7 @@ public:
     bool wrongKey();
     bool takeChunk404();
     bool indexFails(const std::string& server);
+    int backlog();
     // Counts one handled request against expire-after. Gives the number of
     // sessions it ended when this was the last one counted, else -1.
     int countTowardsExpiry();
