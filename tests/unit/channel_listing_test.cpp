@@ -9,6 +9,7 @@
 #include "ServiceReplies.h"
 #include "tamberCore.h"
 #include "tamberResponse/tamberSessionHandlers.h"
+#include "tamberTypes/tamberUrl.h"
 #include "tqllibInt.h"
 
 namespace {
@@ -183,6 +184,45 @@ TEST_F(ChannelListingTest, EachChannelArrivesFieldByFieldOncePerListingCategory)
     EXPECT_EQ(1, b.isAdditional);
     EXPECT_EQ(0, b.qlChannelNumber) << "a number where text is expected is ignored";
     EXPECT_TRUE(b.imageUrls.empty());
+}
+
+TEST_F(ChannelListingTest, LogoVariantsReadAsTheSourceUrlWithTheThreeItemsAdded)
+{
+    // Whatever the source holds (a port, user info, a query of its own, a
+    // fragment, characters left as sent), each variant is the text a URL
+    // object gives after adding width, height and preserveAspect.
+    const std::vector<std::string> sources = {
+        "https://img.test/big.png",
+        "http://u:p@img.test:8080/a/b%20c.png?v=2&x=y#top",
+        "https://img.test/l.png?only",
+        "img.test/no-scheme.png#frag",
+        "https://img.test/q.png?a=1;b=2"};
+    std::string tree = "{\"name\":\"S\",\"key\":\"s\",\"categories\":{\"categories\":[{\"name\":\"C\","
+                       "\"key\":\"c\",\"channels\":{\"channels\":[";
+    std::string channels;
+    for (size_t i = 0; i < sources.size(); ++i) {
+        tree += std::string(i ? "," : "") + "{\"channelGuid\":\"g" + std::to_string(i) + "\"}";
+        channels += std::string(i ? "," : "") +
+                    channel("g" + std::to_string(i), ",\"images\":{\"images\":[{\"name\":"
+                                                     "\"color channel logo (on dark)\",\"url\":\"" +
+                                                         sources[i] + "\",\"width\":720}]}");
+    }
+    tree += "]}}]}}";
+    answer(listing(tree, channels));
+    ASSERT_EQ(1, tql_channel_list(&error));
+    ASSERT_EQ(sources.size(), host.channels.size());
+    for (size_t i = 0; i < sources.size(); ++i) {
+        std::vector<std::string> expected;
+        for (int size : {700, 500, 300, 100}) {
+            tql_url url{tql_string(sources[i].c_str())};
+            tql_string n = tql_string::formatString("%d", size);
+            url.addQueryItem("width", n);
+            url.addQueryItem("height", n);
+            url.addQueryItem("preserveAspect", "true");
+            expected.push_back(url.toString().toStdString() + " " + std::to_string(size));
+        }
+        EXPECT_EQ(expected, host.channels[i].imageUrls) << sources[i];
+    }
 }
 
 TEST_F(ChannelListingTest, RefusalsEndInTheirErrorCodes)

@@ -6,7 +6,12 @@
 #include "tamberTypes/tamberUrl.h"
 
 namespace {
-#define CL "/moduleList/modules/moduleResponse/contentData/channelListing"
+// Every path of the listing starts with the same 62 characters. They are
+// tested once per event, and the constants below hold what follows them, so
+// that the chain of compares never reads that head again.
+#define LISTING "/moduleList/modules/moduleResponse/contentData/channelListing"
+const size_t kListingLength = sizeof(LISTING) - 1;
+#define CL ""
 #define SC CL "/superCategories"
 #define CAT SC "/categories/categories"
 #define CH CL "/channels"
@@ -66,9 +71,16 @@ const char* const scPath_modules = "/moduleList/modules";
 const char* const scLogoName = "color channel logo (on dark)";
 const char* const scCategoryIconName = "category icon web";
 
-bool is(const char* path, const char* constant)
+bool is(const char* rest, const char* constant)
 {
-    return strcmp(path, constant) == 0;
+    return strcmp(rest, constant) == 0;
+}
+
+// The path below the listing, or an empty text for a path outside it, which
+// no constant of the listing matches.
+const char* below(const char* path)
+{
+    return strncmp(path, LISTING, kListingLength) == 0 ? path + kListingLength : "";
 }
 } // namespace
 
@@ -79,8 +91,9 @@ TQLModuleResponseChannelListingHandler::TQLModuleResponseChannelListingHandler(T
     m_moduleResponse = new TQLModuleResponseChannelListing();
 }
 
-int TQLModuleResponseChannelListingHandler::handleBoolean(const char* path, int value)
+int TQLModuleResponseChannelListingHandler::handleBoolean(const char* fullPath, int value)
 {
+    const char* path = below(fullPath);
     if (is(path, scPath_isAvailable))
         m_channel.isAvailable = value;
     else if (is(path, scPath_isMature))
@@ -92,8 +105,9 @@ int TQLModuleResponseChannelListingHandler::handleBoolean(const char* path, int 
     return 1;
 }
 
-int TQLModuleResponseChannelListingHandler::handleNumber(const char* path, double value)
+int TQLModuleResponseChannelListingHandler::handleNumber(const char* fullPath, double value)
 {
+    const char* path = below(fullPath);
     int n = truncToInt(value);
     if (is(path, scPath_scSortOrder)) {
         m_superCategory.sortOrder = n;
@@ -121,10 +135,11 @@ int TQLModuleResponseChannelListingHandler::handleNumber(const char* path, doubl
     return 1;
 }
 
-int TQLModuleResponseChannelListingHandler::handleString(const char* path, const tql_string& value)
+int TQLModuleResponseChannelListingHandler::handleString(const char* fullPath, const tql_string& value)
 {
-    if (takeEnvelopeString(path, value))
+    if (takeEnvelopeString(fullPath, value))
         return 1;
+    const char* path = below(fullPath);
     if (is(path, scPath_channelChangeId))
         record()->channelChangeId = value;
     else if (is(path, scPath_scGuid))
@@ -192,8 +207,9 @@ int TQLModuleResponseChannelListingHandler::handleString(const char* path, const
     return 1;
 }
 
-int TQLModuleResponseChannelListingHandler::handleEndMap(const char* path)
+int TQLModuleResponseChannelListingHandler::handleEndMap(const char* fullPath)
 {
+    const char* path = below(fullPath);
     if (is(path, scPath_channels)) {
         scaleChannelLogo();
         sendChannelCallback();
@@ -218,7 +234,7 @@ int TQLModuleResponseChannelListingHandler::handleEndMap(const char* path)
         if (m_categoryImage.name == scCategoryIconName)
             m_category.images.push_back(m_categoryImage);
         m_categoryImage = TQLImage();
-    } else if (is(path, scPath_modules)) {
+    } else if (is(fullPath, scPath_modules)) {
         storeModule();
     }
     return 1;
@@ -236,18 +252,34 @@ void TQLModuleResponseChannelListingHandler::scaleChannelLogo()
     if (source.url.isEmpty())
         return;
     m_channel.images.clear();
-    const tql_url base(source.url); // parsed once, four variants from it
+    // The text of the source with the three query items added, as tql_url
+    // writes it: all before the query, the query with the new items behind
+    // the old ones, the fragment. Parsed once; the four variants differ only
+    // in the number, so they are written as text, not built as URL objects.
+    const tql_url base(source.url);
+    const char pair = base.queryPairDelimiter();
+    const char value = base.queryValueDelimiter();
+    std::string head = base.toString(tql_url::RemoveQuery | tql_url::RemoveFragment).toStdString();
+    head += '?';
+    if (!base.queryItems().empty()) {
+        head += base.queryString().toStdString();
+        head += pair;
+    }
+    std::string tail;
+    if (!base.fragment().isEmpty())
+        tail = "#" + base.fragment().toStdString();
+    std::string url;
     for (int size = 700; size >= 100; size -= 200) {
-        tql_url url(base);
-        tql_string text = tql_string::formatString("%d", size);
-        url.addQueryItem("width", text);
-        url.addQueryItem("height", text);
-        url.addQueryItem("preserveAspect", "true");
-        TQLImage variant;
-        variant.url = url.toString();
+        const std::string number = std::to_string(size);
+        url.assign(head);
+        url.append("width").append(1, value).append(number).append(1, pair);
+        url.append("height").append(1, value).append(number).append(1, pair);
+        url.append("preserveAspect").append(1, value).append("true").append(tail);
+        m_channel.images.push_back(TQLImage());
+        TQLImage& variant = m_channel.images.back();
+        variant.url = tql_string(url);
         variant.width = size;
         variant.height = size;
-        m_channel.images.push_back(variant);
     }
 }
 
