@@ -247,6 +247,41 @@ TEST_F(ChannelListingTest, RefusalsEndInTheirErrorCodes)
     }
 }
 
+int g_counted = 0;
+int countChannel(void*, tql_content*)
+{
+    ++g_counted;
+    return 1;
+}
+
+TEST_F(ChannelListingTest, AllocationsPerChannelAreBounded)
+{
+    // What a channel costs in allocations, heap and port together, read as
+    // the growth from 200 to 2000 channels, so that what a line-up costs
+    // once (the frame, the tree's lists) does not count. The host here only
+    // counts, and allocates nothing of its own.
+    tql_CallbackStruct cb = testport::quietCallbacks(&host);
+    cb.onChannel = countChannel;
+    ASSERT_EQ(1, tql_registerCallbacks(cb));
+    auto allocationsFor = [this](int channels) {
+        tql_triggerChannelRefetch();
+        port().routes.clear();
+        answer(testport::lineupReply(channels));
+        g_counted = 0;
+        long before = testport::heapAllocations() + port().mallocCalls + port().reallocCalls;
+        EXPECT_EQ(1, tql_channel_list(&error));
+        EXPECT_EQ(channels, g_counted);
+        return testport::heapAllocations() + port().mallocCalls + port().reallocCalls - before;
+    };
+    long few = allocationsFor(200);
+    long many = allocationsFor(2000);
+    double perChannel = static_cast<double>(many - few) / 1800.0;
+    // 27 now, in lists of the category tree, its index, the router's texts
+    // and the URLs of four sized logos per channel.
+    EXPECT_LE(perChannel, 28.0);
+    EXPECT_GT(perChannel, 0.0);
+}
+
 TEST_F(ChannelListingTest, TheLineUpIsNeverHeldWhole)
 {
     struct Run {

@@ -1,6 +1,7 @@
 #include "tamberResponse/tamberChannelListing.h"
 
 #include <cstring>
+#include <utility>
 
 #include "tamberTypes/tamberDebug.h"
 #include "tamberTypes/tamberUrl.h"
@@ -214,13 +215,13 @@ int TQLModuleResponseChannelListingHandler::handleEndMap(const char* fullPath)
         scaleChannelLogo();
         sendChannelCallback();
     } else if (is(path, scPath_superCategories)) {
-        record()->superCategories.push_back(m_superCategory);
+        record()->superCategories.push_back(std::move(m_superCategory));
         m_superCategory = TQLSuperCategories();
     } else if (is(path, scPath_catChannels)) {
-        m_category.channels.push_back(m_categoryChannel);
+        m_category.channels.push_back(std::move(m_categoryChannel));
         m_categoryChannel = TQLChannelBase();
     } else if (is(path, scPath_categories)) {
-        m_superCategory.categories.push_back(m_category);
+        m_superCategory.categories.push_back(std::move(m_category));
         m_category = TQLCategories();
     } else if (is(path, scPath_chImages)) {
         // Every other image of the reply is dropped as it arrives.
