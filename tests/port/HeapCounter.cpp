@@ -2,10 +2,24 @@
 
 #include <atomic>
 #include <cstdlib>
+#include <malloc.h>
 #include <new>
 
 static std::atomic<long> g_newCalls{0};
 static std::atomic<long> g_liveBlocks{0};
+// Bytes as the allocator counts them (usable size, so that a release needs
+// no size): what the heap really holds, not what was asked for.
+static std::atomic<long> g_liveBytes{0};
+static std::atomic<long> g_peakBytes{0};
+
+static void countIn(void* p)
+{
+    ++g_liveBlocks;
+    long now = g_liveBytes += static_cast<long>(malloc_usable_size(p));
+    long peak = g_peakBytes.load();
+    while (now > peak && !g_peakBytes.compare_exchange_weak(peak, now)) {
+    }
+}
 
 namespace testport {
 long heapAllocations()
@@ -17,13 +31,28 @@ long heapLiveBlocks()
 {
     return g_liveBlocks.load();
 }
+
+long heapLiveBytes()
+{
+    return g_liveBytes.load();
+}
+
+long heapPeakBytes()
+{
+    return g_peakBytes.load();
+}
+
+void resetHeapPeak()
+{
+    g_peakBytes = g_liveBytes.load();
+}
 } // namespace testport
 
 void* operator new(std::size_t size)
 {
     ++g_newCalls;
     if (void* p = std::malloc(size ? size : 1)) {
-        ++g_liveBlocks;
+        countIn(p);
         return p;
     }
     throw std::bad_alloc();
@@ -36,8 +65,10 @@ void* operator new[](std::size_t size)
 
 static void release(void* p)
 {
-    if (p)
+    if (p) {
         --g_liveBlocks;
+        g_liveBytes -= static_cast<long>(malloc_usable_size(p));
+    }
     std::free(p);
 }
 
@@ -68,7 +99,7 @@ void* operator new(std::size_t size, const std::nothrow_t&) noexcept
     ++g_newCalls;
     void* p = std::malloc(size ? size : 1);
     if (p)
-        ++g_liveBlocks;
+        countIn(p);
     return p;
 }
 

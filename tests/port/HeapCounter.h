@@ -7,6 +7,10 @@ namespace testport {
 long heapAllocations();
 // Blocks allocated with operator new and not yet released.
 long heapLiveBlocks();
+// Bytes of the heap in use, and the most in use since resetHeapPeak.
+long heapLiveBytes();
+long heapPeakBytes();
+void resetHeapPeak();
 }
 
 #endif
