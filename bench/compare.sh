@@ -46,28 +46,36 @@ gbench() { # program filter -> json
 field() { # json name key
   python3 -c "import json,sys; d=json.load(open('$1')); print(next(b['$3'] for b in d['benchmarks'] if b['name'].startswith('$2')))"
 }
+# A benchmark's CPU time in milliseconds, whatever unit it reports in.
+cpu_ms() { # json name
+  python3 -c "
+import json
+d = json.load(open('$1'))
+b = next(b for b in d['benchmarks'] if b['name'].startswith('$2'))
+print(b['cpu_time'] * {'ns': 1e-6, 'us': 1e-3, 'ms': 1.0, 's': 1e3}[b.get('time_unit', 'ns')])"
+}
 
 gbench bench_chunk_path '/33264' > "$work/chunk.json"
-ours=$(field "$work/chunk.json" ChunkPath/33264 cpu_time)
-ceil=$(field "$work/chunk.json" BareOpenSslDecrypt/33264 cpu_time)
-row "audio chunk, 33,280 bytes (speed)" "$(calc "'%.1f us' % ($ours/1000)")" "$(calc "'%.1f us' % ($ceil/1000)")" \
+ours=$(cpu_ms "$work/chunk.json" ChunkPath/33264)
+ceil=$(cpu_ms "$work/chunk.json" BareOpenSslDecrypt/33264)
+row "audio chunk, 33,280 bytes (speed)" "$(calc "'%.1f us' % ($ours*1000)")" "$(calc "'%.1f us' % ($ceil*1000)")" \
   "$(calc "'%.2f x' % ($ceil/$ours)")" ">= 0.6 x"
 
-# The same in instructions, under callgrind: each benchmark function counted
-# whole, its setup (library start, making the chunk) spread over its runs.
-chunk_ir() { # benchmark -> instructions per iteration
-  valgrind --tool=callgrind --callgrind-out-file="$work/cg.$1" --toggle-collect="*$1*" \
-    "$build/bench/bench_chunk_path" --benchmark_filter="^$1/33264\$" --benchmark_min_time=2 \
+# The same in instructions, under callgrind: the function of one iteration
+# counted alone.
+chunk_ir() { # benchmark function-of-one-iteration -> instructions per iteration
+  valgrind --tool=callgrind --callgrind-out-file="$work/cg.$1" --toggle-collect="*$2*" \
+    "$build/bench/bench_chunk_path" --benchmark_filter="^$1/33264\$" --benchmark_min_time=1 \
     --benchmark_format=json > "$work/cg.$1.json" 2> /dev/null
   python3 -c "
 import json
-n = json.load(open('$work/cg.$1.json'))['benchmarks'][0]['iterations']
+n = json.load(open('$work/cg.$1.json'))['benchmarks'][0]['calls_so_far']
 for line in open('$work/cg.$1'):
     if line.startswith(('summary:', 'totals:')):
-        print(int(line.split()[1]) // n); break"
+        print(int(int(line.split()[1]) // n)); break"
 }
-ours=$(chunk_ir ChunkPath)
-ceil=$(chunk_ir BareOpenSslDecrypt)
+ours=$(chunk_ir ChunkPath chunkOnce)
+ceil=$(chunk_ir BareOpenSslDecrypt decryptOnce)
 row "audio chunk, 33,280 bytes (instructions)" "$ours" "$ceil" "$(calc "'%.2f x' % ($ceil/$ours)")" ">= 0.6 x"
 
 # Instructions per tick: callgrind counts the measured function only.
@@ -87,9 +95,9 @@ row "idle tick, logged in (instructions)" "$idle" "$walk" "$(calc "'%.1f x' % ($
 row "tick while playing, between turns" "$playing" "$walk" "$(calc "'%.1f x' % ($playing/max($walk,1))")" "<= 200"
 
 gbench bench_channel_list '/2000' > "$work/lineup.json"
-ours=$(field "$work/lineup.json" ChannelList/2000 cpu_time)
-ceil=$(field "$work/lineup.json" BareYajl/2000 cpu_time)
-row "line-up, 2,000 channels (CPU)" "$(calc "'%.2f ms' % ($ours/1e6)")" "$(calc "'%.2f ms' % ($ceil/1e6)")" \
+ours=$(cpu_ms "$work/lineup.json" ChannelList/2000)
+ceil=$(cpu_ms "$work/lineup.json" BareYajl/2000)
+row "line-up, 2,000 channels (CPU)" "$(calc "'%.2f ms' % $ours")" "$(calc "'%.2f ms' % $ceil")" \
   "$(calc "'%.2f x' % ($ours/$ceil)")" "<= 2 x"
 allocs=$(field "$work/lineup.json" ChannelList/2000 heap_allocs_per_channel)
 pallocs=$(field "$work/lineup.json" ChannelList/2000 port_allocs_per_channel)
@@ -103,9 +111,9 @@ for n in 2000 10000; do
 done
 
 gbench bench_json_frame '.' > "$work/json.json"
-ours=$(field "$work/json.json" Frame cpu_time)
-ceil=$(field "$work/json.json" BareYajl cpu_time)
-row "JSON reply frame, 9 MB (CPU)" "$(calc "'%.1f ms' % ($ours/1e6)")" "$(calc "'%.1f ms' % ($ceil/1e6)")" \
+ours=$(cpu_ms "$work/json.json" Frame)
+ceil=$(cpu_ms "$work/json.json" BareYajl)
+row "JSON reply frame, 9 MB (CPU)" "$(calc "'%.1f ms' % $ours")" "$(calc "'%.1f ms' % $ceil")" \
   "$(calc "'%.2f x' % ($ours/$ceil)")" "<= 1.3 x"
 
 # --- tqlplay and ffmpeg on tqlsim ------------------------------------------
@@ -115,21 +123,46 @@ row "JSON reply frame, 9 MB (CPU)" "$(calc "'%.1f ms' % ($ours/1e6)")" "$(calc "
 sim_pid=$!
 for _ in $(seq 100); do grep -q 'listening on' "$work/sim.out" 2> /dev/null && break; sleep 0.05; done
 service=$(sed -n 's/^tqlsim listening on //p' "$work/sim.out")
-play() { "$build/tools/tqlplay" --service "$service" --account "$work/account" "$@"; }
-play login demo demo > /dev/null
+tqlplay=("$build/tools/tqlplay" --service "$service" --account "$work/account")
+"${tqlplay[@]}" login demo demo > /dev/null
 
 timed() { # label command... -> $work/time.label (user+sys, wall, peak kB)
   local label=$1
   shift
   /usr/bin/time -f '%U %S %e %M' -o "$work/time.$label" "$@" > /dev/null 2> "$work/err.$label" || true
 }
-cpu() { awk '{print $1 + $2}' "$work/time.$1"; }
-wall() { awk '{print $3}' "$work/time.$1"; }
-rss() { awk '{print $4}' "$work/time.$1"; }
-audio_s() { ffprobe -v error -show_entries format=duration -of csv=p=0 "$1" 2> /dev/null || echo 0; }
+# The last line holds the figures; a failed command adds a line before it,
+# and its own error output is shown.
+figures() {
+  grep -q 'exited with non-zero' "$work/time.$1" && { echo "$1 failed:" >&2; tail -n 5 "$work/err.$1" >&2; }
+  tail -n 1 "$work/time.$1"
+}
+cpu() { figures "$1" | awk '{print $1 + $2}'; }
+wall() { figures "$1" | awk '{print $3}'; }
+rss() { figures "$1" | awk '{print $4}'; }
+# Seconds of audio in an ADTS file: its frames of 1024 samples.
+audio_s() {
+  python3 -c "
+rates = [96000, 88200, 64000, 48000, 44100, 32000, 24000, 22050, 16000, 12000, 11025, 8000, 7350]
+try:
+    d = open('$1', 'rb').read()
+except OSError:
+    d = b''
+at, s = 0, 0.0
+while at + 7 <= len(d):
+    if d[at] != 0xFF or d[at + 1] & 0xF0 != 0xF0:
+        at += 1
+        continue
+    n = ((d[at + 3] & 3) << 11) | (d[at + 4] << 3) | (d[at + 5] >> 5)
+    if n < 7:
+        break
+    s += 1024.0 / rates[(d[at + 2] >> 2) & 15]
+    at += n
+print(round(s, 3))"
+}
 
 live_s=$([ $quick = 1 ] && echo 100 || echo 160) # 80 s of backlog, the rest at the live edge
-timed play_live play tonelab2 --fast --seconds "$live_s" --out "$work/live.aac"
+timed play_live "${tqlplay[@]}" play tonelab2 --fast --seconds "$live_s" --out "$work/live.aac"
 timed ff_live ffmpeg -nostdin -v error -live_start_index 0 -i "$service/hls/primary/tonelab2/MEDIUM/32k/index.m3u8" \
   -t "$live_s" -c copy -f adts -y "$work/ff_live.aac"
 a=$(audio_s "$work/live.aac")
@@ -140,7 +173,7 @@ row "play --fast, live: CPU per hour of audio" "$(calc "'%.1f s' % ($(cpu play_l
 
 stamp=$(date -u -d '-600 sec' +%Y-%m-%dT%H:%M:%S.000+00:00)
 hour=$(date -u -d '-600 sec' +%Y%m%d%H)
-timed play_shift play tonelab2 --fast --seconds 600 --start "$stamp" --asset "tonelab2-$hour" --out "$work/shift.aac"
+timed play_shift "${tqlplay[@]}" play tonelab2 --fast --seconds 600 --start "$stamp" --asset "tonelab2-$hour" --out "$work/shift.aac"
 timed ff_shift ffmpeg -nostdin -v error -live_start_index 0 -i "$service/hls/primary/tonelab2/LARGE/32k/index.m3u8" \
   -t 600 -c copy -f adts -y "$work/ff_shift.aac"
 a=$(audio_s "$work/shift.aac")
@@ -160,7 +193,7 @@ row "play --fast of 600 s published (pace)" "$(calc "'%.0f x real time (%.1f s)'
 # From the start of the process to the first audio byte of an episode: the
 # whole run for one second of audio, login and tune included, against
 # ffmpeg opening the same index file and writing one second.
-timed play_aod play sinegarden --episode quietsine-ep1 --fast --seconds 1 --out "$work/aod.aac"
+timed play_aod "${tqlplay[@]}" play sinegarden --episode quietsine-ep1 --fast --seconds 1 --out "$work/aod.aac"
 timed ff_aod ffmpeg -nostdin -v error -i "$service/hls/aod/primary/quietsine-ep1/LARGE/32k/index.m3u8" \
   -t 1 -c copy -f adts -y "$work/ff_aod.aac"
 row "play to first audio, episode (wall)" "$(wall play_aod) s" "$(wall ff_aod) s" \
