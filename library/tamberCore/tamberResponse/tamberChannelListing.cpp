@@ -1,6 +1,8 @@
 #include "tamberResponse/tamberChannelListing.h"
 
 #include <cstring>
+#include <string_view>
+#include <unordered_map>
 #include <utility>
 
 #include "tamberTypes/tamberDebug.h"
@@ -72,6 +74,123 @@ const char* const scPath_modules = "/moduleList/modules";
 const char* const scLogoName = "color channel logo (on dark)";
 const char* const scCategoryIconName = "category icon web";
 
+// Each path of the listing as one value: one lookup per event instead of a
+// chain of compares against every constant.
+enum class Field {
+    none,
+    channelChangeId,
+    superCategories,
+    scGuid,
+    scName,
+    scDescription,
+    scUrl,
+    scKey,
+    scSortOrder,
+    categories,
+    catGuid,
+    catName,
+    catDescription,
+    catKey,
+    catSortOrder,
+    catImages,
+    catImageName,
+    catImageUrl,
+    catImageHeight,
+    catImageWidth,
+    catChannels,
+    catChannelGuid,
+    catChannelName,
+    channels,
+    channelGuid,
+    channelId,
+    name,
+    streamingName,
+    shortDescription,
+    tuneMethod,
+    channelNumber,
+    tamberChannelNumber,
+    qlChannelNumber,
+    geoRestrictions,
+    sortOrder,
+    inactivityTimeout,
+    isAvailable,
+    isMature,
+    isFavorite,
+    isBizMature,
+    timeoutPlatform,
+    timeoutValue,
+    chImages,
+    chImageName,
+    chImageUrl,
+    chImagePlatform,
+    chImageHeight,
+    chImageWidth,
+    chCategories,
+    chCategoryGuid,
+    chCategoryName,
+    chCategoryKey,
+    chCategoryOrder
+};
+
+Field fieldOf(const char* rest)
+{
+    static const std::unordered_map<std::string_view, Field> table = {
+        {scPath_channelChangeId, Field::channelChangeId},
+        {scPath_superCategories, Field::superCategories},
+        {scPath_scGuid, Field::scGuid},
+        {scPath_scName, Field::scName},
+        {scPath_scDescription, Field::scDescription},
+        {scPath_scUrl, Field::scUrl},
+        {scPath_scKey, Field::scKey},
+        {scPath_scSortOrder, Field::scSortOrder},
+        {scPath_categories, Field::categories},
+        {scPath_catGuid, Field::catGuid},
+        {scPath_catName, Field::catName},
+        {scPath_catDescription, Field::catDescription},
+        {scPath_catKey, Field::catKey},
+        {scPath_catSortOrder, Field::catSortOrder},
+        {scPath_catImages, Field::catImages},
+        {scPath_catImageName, Field::catImageName},
+        {scPath_catImageUrl, Field::catImageUrl},
+        {scPath_catImageHeight, Field::catImageHeight},
+        {scPath_catImageWidth, Field::catImageWidth},
+        {scPath_catChannels, Field::catChannels},
+        {scPath_catChannelGuid, Field::catChannelGuid},
+        {scPath_catChannelName, Field::catChannelName},
+        {scPath_channels, Field::channels},
+        {scPath_channelGuid, Field::channelGuid},
+        {scPath_channelId, Field::channelId},
+        {scPath_name, Field::name},
+        {scPath_streamingName, Field::streamingName},
+        {scPath_shortDescription, Field::shortDescription},
+        {scPath_tuneMethod, Field::tuneMethod},
+        {scPath_channelNumber, Field::channelNumber},
+        {scPath_tamberChannelNumber, Field::tamberChannelNumber},
+        {scPath_qlChannelNumber, Field::qlChannelNumber},
+        {scPath_geoRestrictions, Field::geoRestrictions},
+        {scPath_sortOrder, Field::sortOrder},
+        {scPath_inactivityTimeout, Field::inactivityTimeout},
+        {scPath_isAvailable, Field::isAvailable},
+        {scPath_isMature, Field::isMature},
+        {scPath_isFavorite, Field::isFavorite},
+        {scPath_isBizMature, Field::isBizMature},
+        {scPath_timeoutPlatform, Field::timeoutPlatform},
+        {scPath_timeoutValue, Field::timeoutValue},
+        {scPath_chImages, Field::chImages},
+        {scPath_chImageName, Field::chImageName},
+        {scPath_chImageUrl, Field::chImageUrl},
+        {scPath_chImagePlatform, Field::chImagePlatform},
+        {scPath_chImageHeight, Field::chImageHeight},
+        {scPath_chImageWidth, Field::chImageWidth},
+        {scPath_chCategories, Field::chCategories},
+        {scPath_chCategoryGuid, Field::chCategoryGuid},
+        {scPath_chCategoryName, Field::chCategoryName},
+        {scPath_chCategoryKey, Field::chCategoryKey},
+        {scPath_chCategoryOrder, Field::chCategoryOrder}};
+    auto it = table.find(std::string_view(rest));
+    return it == table.end() ? Field::none : it->second;
+}
+
 bool is(const char* rest, const char* constant)
 {
     return strcmp(rest, constant) == 0;
@@ -94,43 +213,43 @@ TQLModuleResponseChannelListingHandler::TQLModuleResponseChannelListingHandler(T
 
 int TQLModuleResponseChannelListingHandler::handleBoolean(const char* fullPath, int value)
 {
-    const char* path = below(fullPath);
-    if (is(path, scPath_isAvailable))
+    const Field field = fieldOf(below(fullPath));
+    if (field == Field::isAvailable)
         m_channel.isAvailable = value;
-    else if (is(path, scPath_isMature))
+    else if (field == Field::isMature)
         m_channel.isMature = value;
-    else if (is(path, scPath_isFavorite))
+    else if (field == Field::isFavorite)
         m_channel.isFavorite = value;
-    else if (is(path, scPath_isBizMature))
+    else if (field == Field::isBizMature)
         m_channel.isBizMature = value;
     return 1;
 }
 
 int TQLModuleResponseChannelListingHandler::handleNumber(const char* fullPath, double value)
 {
-    const char* path = below(fullPath);
+    const Field field = fieldOf(below(fullPath));
     int n = truncToInt(value);
-    if (is(path, scPath_scSortOrder)) {
+    if (field == Field::scSortOrder) {
         m_superCategory.sortOrder = n;
-    } else if (is(path, scPath_catSortOrder)) {
+    } else if (field == Field::catSortOrder) {
         m_category.sortOrder = n;
-    } else if (is(path, scPath_catImageHeight)) {
+    } else if (field == Field::catImageHeight) {
         m_categoryImage.height = n;
-    } else if (is(path, scPath_catImageWidth)) {
+    } else if (field == Field::catImageWidth) {
         m_categoryImage.width = n;
-    } else if (is(path, scPath_sortOrder)) {
+    } else if (field == Field::sortOrder) {
         m_channel.sortOrder = n;
-    } else if (is(path, scPath_inactivityTimeout)) {
+    } else if (field == Field::inactivityTimeout) {
         m_channel.inactivityTimeout = n;
-    } else if (is(path, scPath_timeoutValue)) {
+    } else if (field == Field::timeoutValue) {
         // A value belongs to the entry its platform opened; without one it is dropped.
         if (!m_channel.inactivityTimeouts.empty())
             m_channel.inactivityTimeouts.back().value = n;
-    } else if (is(path, scPath_chImageHeight)) {
+    } else if (field == Field::chImageHeight) {
         m_channelImage.height = n;
-    } else if (is(path, scPath_chImageWidth)) {
+    } else if (field == Field::chImageWidth) {
         m_channelImage.width = n;
-    } else if (is(path, scPath_chCategoryOrder)) {
+    } else if (field == Field::chCategoryOrder) {
         m_channelCategory.order = n;
     }
     return 1;
@@ -140,98 +259,98 @@ int TQLModuleResponseChannelListingHandler::handleString(const char* fullPath, c
 {
     if (takeEnvelopeString(fullPath, value))
         return 1;
-    const char* path = below(fullPath);
-    if (is(path, scPath_channelChangeId))
+    const Field field = fieldOf(below(fullPath));
+    if (field == Field::channelChangeId)
         record()->channelChangeId = value;
-    else if (is(path, scPath_scGuid))
+    else if (field == Field::scGuid)
         m_superCategory.categoryGuid = value;
-    else if (is(path, scPath_scName))
+    else if (field == Field::scName)
         m_superCategory.name = value;
-    else if (is(path, scPath_scDescription))
+    else if (field == Field::scDescription)
         m_superCategory.description = value;
-    else if (is(path, scPath_scUrl))
+    else if (field == Field::scUrl)
         m_superCategory.url = value;
-    else if (is(path, scPath_scKey))
+    else if (field == Field::scKey)
         m_superCategory.key = value;
-    else if (is(path, scPath_catGuid))
+    else if (field == Field::catGuid)
         m_category.categoryGuid = value;
-    else if (is(path, scPath_catName))
+    else if (field == Field::catName)
         m_category.name = value;
-    else if (is(path, scPath_catDescription))
+    else if (field == Field::catDescription)
         m_category.description = value;
-    else if (is(path, scPath_catKey))
+    else if (field == Field::catKey)
         m_category.key = value;
-    else if (is(path, scPath_catImageName))
+    else if (field == Field::catImageName)
         m_categoryImage.name = value;
-    else if (is(path, scPath_catImageUrl))
+    else if (field == Field::catImageUrl)
         m_categoryImage.url = value;
-    else if (is(path, scPath_catChannelGuid))
+    else if (field == Field::catChannelGuid)
         m_categoryChannel.channelGuid = value;
-    else if (is(path, scPath_catChannelName))
+    else if (field == Field::catChannelName)
         m_categoryChannel.name = value;
-    else if (is(path, scPath_channelGuid))
+    else if (field == Field::channelGuid)
         m_channel.channelGuid = value;
-    else if (is(path, scPath_channelId))
+    else if (field == Field::channelId)
         m_channel.channelId = value;
-    else if (is(path, scPath_name))
+    else if (field == Field::name)
         m_channel.name = value;
-    else if (is(path, scPath_streamingName))
+    else if (field == Field::streamingName)
         m_channel.streamingName = value;
-    else if (is(path, scPath_shortDescription))
+    else if (field == Field::shortDescription)
         m_channel.shortDescription = value;
-    else if (is(path, scPath_tuneMethod))
+    else if (field == Field::tuneMethod)
         m_channel.tuneMethod = value;
-    else if (is(path, scPath_channelNumber))
+    else if (field == Field::channelNumber)
         m_channel.channelNumber = value.toInt(nullptr, 10);
-    else if (is(path, scPath_tamberChannelNumber))
+    else if (field == Field::tamberChannelNumber)
         m_channel.tamberChannelNumber = value.toInt(nullptr, 10);
-    else if (is(path, scPath_qlChannelNumber))
+    else if (field == Field::qlChannelNumber)
         m_channel.qlChannelNumber = value.toInt(nullptr, 10);
-    else if (is(path, scPath_geoRestrictions))
+    else if (field == Field::geoRestrictions)
         m_channel.geoRestrictions = value.toInt(nullptr, 10);
-    else if (is(path, scPath_timeoutPlatform)) {
+    else if (field == Field::timeoutPlatform) {
         TQLInactivityTimeouts timeout;
         timeout.platform = value;
         m_channel.inactivityTimeouts.push_back(timeout);
-    } else if (is(path, scPath_chImageName))
+    } else if (field == Field::chImageName)
         m_channelImage.name = value;
-    else if (is(path, scPath_chImageUrl))
+    else if (field == Field::chImageUrl)
         m_channelImage.url = value;
-    else if (is(path, scPath_chImagePlatform))
+    else if (field == Field::chImagePlatform)
         m_channelImage.platform = value;
-    else if (is(path, scPath_chCategoryGuid))
+    else if (field == Field::chCategoryGuid)
         m_channelCategory.categoryGuid = value;
-    else if (is(path, scPath_chCategoryName))
+    else if (field == Field::chCategoryName)
         m_channelCategory.name = value;
-    else if (is(path, scPath_chCategoryKey))
+    else if (field == Field::chCategoryKey)
         m_channelCategory.key = value;
     return 1;
 }
 
 int TQLModuleResponseChannelListingHandler::handleEndMap(const char* fullPath)
 {
-    const char* path = below(fullPath);
-    if (is(path, scPath_channels)) {
+    const Field field = fieldOf(below(fullPath));
+    if (field == Field::channels) {
         scaleChannelLogo();
         sendChannelCallback();
-    } else if (is(path, scPath_superCategories)) {
+    } else if (field == Field::superCategories) {
         record()->superCategories.push_back(std::move(m_superCategory));
         m_superCategory = TQLSuperCategories();
-    } else if (is(path, scPath_catChannels)) {
+    } else if (field == Field::catChannels) {
         m_category.channels.push_back(std::move(m_categoryChannel));
         m_categoryChannel = TQLChannelBase();
-    } else if (is(path, scPath_categories)) {
+    } else if (field == Field::categories) {
         m_superCategory.categories.push_back(std::move(m_category));
         m_category = TQLCategories();
-    } else if (is(path, scPath_chImages)) {
+    } else if (field == Field::chImages) {
         // Every other image of the reply is dropped as it arrives.
         if (m_channelImage.name == scLogoName)
             m_channel.images.push_back(m_channelImage);
         m_channelImage = TQLImage();
-    } else if (is(path, scPath_chCategories)) {
+    } else if (field == Field::chCategories) {
         m_channel.categories.push_back(m_channelCategory);
         m_channelCategory = TQLCategoriesBase();
-    } else if (is(path, scPath_catImages)) {
+    } else if (field == Field::catImages) {
         if (m_categoryImage.name == scCategoryIconName)
             m_category.images.push_back(m_categoryImage);
         m_categoryImage = TQLImage();
