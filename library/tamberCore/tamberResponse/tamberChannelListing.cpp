@@ -372,6 +372,7 @@ void TQLModuleResponseChannelListingHandler::scaleChannelLogo()
     if (source.url.isEmpty())
         return;
     m_channel.images.clear();
+    m_channel.images.reserve(4);
     // The text of the source with the three query items added, as tql_url
     // writes it: all before the query, the query with the new items behind
     // the old ones, the fragment. Parsed once; the four variants differ only
@@ -397,7 +398,7 @@ void TQLModuleResponseChannelListingHandler::scaleChannelLogo()
         url.append("preserveAspect").append(1, value).append("true").append(tail);
         m_channel.images.push_back(TQLImage());
         TQLImage& variant = m_channel.images.back();
-        variant.url = tql_string(url);
+        variant.url.append(url.data(), static_cast<int>(url.size())); // written in place, no temporary
         variant.width = size;
         variant.height = size;
     }
