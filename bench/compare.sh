@@ -188,7 +188,7 @@ row "play --fast, time-shifted: CPU per hour" "$(calc "'%.2f s' % ($(cpu play_sh
 curl -s "$service/hls/primary/tonelab2/LARGE/32k/index.m3u8" | grep '\.aac$' | head -75 |
   sed "s|^|$service/hls/primary/tonelab2/LARGE/32k/|" > "$work/chunks.txt"
 timed curl_shift curl -s $(awk '{print "-o /dev/null " $0}' "$work/chunks.txt")
-row "play --fast of 600 s published (pace)" "$(calc "'%.0f x real time (%.1f s)' % ($a/max($(wall play_shift),0.01), $(wall play_shift))")" \
+row "play --fast of 600 s published (pace)" "$(calc "'%.0f x real time (%.2f s)' % ($a/max($(wall play_shift),0.01), $(wall play_shift))")" \
   "$(calc "'%.0f x (%.2f s)' % (600/max($(wall curl_shift),0.01), $(wall curl_shift))")" \
   "$(calc "'%.2f x' % ($(wall curl_shift)/max($(wall play_shift),0.01))")" ">= 20 x real time"
 
