@@ -16,8 +16,8 @@ struct IndexSize {
     const char* name;
     int64_t chunks;
 };
+// LARGE lists the backlog fault's count, 30 unless changed.
 const IndexSize kSizes[] = {{"SMALL", 3}, {"MEDIUM", 10}, {"LARGE", 30}};
-const int64_t kLargeChunks = 30;
 
 // The variant file's streams. All carry the same audio, the fixture's; the
 // library starts on the third, so there are at least three.
@@ -293,7 +293,7 @@ bool Playback::playable(const Channel& channel) const
 void Playback::liveModule(JsonWriter& w, const Channel& channel, int64_t nowMs) const
 {
     const int64_t edge = nowMs / kChunkMs;
-    const int64_t from = (edge - kLargeChunks + 1) * kChunkMs;
+    const int64_t from = (edge - state_.backlog() + 1) * kChunkMs;
     // Far enough ahead that the markers last until the next tune.
     const int64_t to = (edge + 1) * kChunkMs + catalog_.tokenSeconds * 1000LL + audio_.loopMs();
     std::vector<TrackStart> starts = trackStarts(audio_, 0, from, to, false);
@@ -405,7 +405,7 @@ std::string Playback::indexFile(const Stream& stream, const std::string& size) c
     int64_t first = stream.firstSeq;
     for (const IndexSize& s : kSizes)
         if (!stream.onDemand && size == s.name)
-            first = stream.lastSeq - s.chunks + 1;
+            first = stream.lastSeq - (size == "LARGE" ? state_.backlog() : s.chunks) + 1;
     std::string out = "#EXTM3U\n#EXT-X-VERSION:3\n";
     out += "#EXT-X-TARGETDURATION:" + std::to_string(kChunkMs / 1000) + "\n";
     out += "#EXT-X-MEDIA-SEQUENCE:" + std::to_string(first) + "\n";

@@ -353,6 +353,23 @@ class LiveTest(PlaybackTest):
         self.sim.fault("indexfail=none")
         self.assertEqual(200, self.sim.get("/hls/primary/tonelab2/MEDIUM/32k/index.m3u8")[0])
 
+    def test_backlog_lengthens_the_large_index_only(self):
+        def chunks(size):
+            body = self.sim.get("/hls/primary/tonelab2/%s/32k/index.m3u8" % size)[2].decode()
+            return [line for line in body.splitlines() if line.endswith(".aac")]
+        self.assertEqual(30, len(chunks("LARGE")))
+        self.sim.fault("backlog=100")
+        self.assertEqual(100, self.sim.state()["faults"]["backlog"])
+        large = chunks("LARGE")
+        self.assertIn(len(large), (100, 101))  # the edge may move between the two reads
+        self.assertEqual(10, len(chunks("MEDIUM")))
+        # The oldest listed chunk can be fetched; a value out of range is refused.
+        self.assertEqual(200, self.sim.get("/hls/primary/tonelab2/LARGE/32k/" + large[0])[0])
+        with self.assertRaises(urllib.error.HTTPError) as refused:
+            self.sim.fault("backlog=29")
+        self.assertEqual(400, refused.exception.code)
+        self.assertEqual(100, self.sim.state()["faults"]["backlog"])
+
     def test_tune_refuses_unknown_unavailable_and_sequenced_channels(self):
         for channel in ("nosuchchannel", "quizcorner", "mixtape"):
             msg = self.sim.message(LIVE_TUNE + "?channelId=" + channel)

@@ -15,6 +15,7 @@ const size_t kMaxPaths = 256;
 const size_t kMaxStoredBody = 256 * 1024;
 const int kMaxLatencyMs = 60000;
 const int kMaxCount = 1000000;
+const int kMaxBacklog = 2250; // as far back as live chunks can be fetched
 const int kMaxLockoutSeconds = 86400;
 const int kBadLoginsBeforeLockout = 3;
 const char* const kOtherPaths = "(other)";
@@ -84,6 +85,10 @@ std::string SimState::applyFault(const std::string& name, const std::string& val
         if (!parseNumber(colon == std::string::npos ? "" : value.substr(colon + 1), 1, 0, kMaxCount, n))
             return "refuse needs a count, 0 to 1000000";
         faults_.refuse[call] = n;
+    } else if (name == "backlog") {
+        if (!parseNumber(value, -1, 30, kMaxBacklog, n))
+            return "backlog needs a count of chunks, 30 to 2250";
+        faults_.backlog = n;
     } else if (name == "elsewhere") {
         if (value.empty())
             return "elsewhere needs a user name";
@@ -156,6 +161,12 @@ bool SimState::takeChunk404()
 {
     std::lock_guard<std::mutex> lock(mu_);
     return take(faults_.chunk404);
+}
+
+int SimState::backlog()
+{
+    std::lock_guard<std::mutex> lock(mu_);
+    return faults_.backlog;
 }
 
 bool SimState::indexFails(const std::string& server)
@@ -234,7 +245,8 @@ std::string SimState::stateJson()
         .field("expire-after", faults_.expireAfter)
         .field("wrongkey", faults_.wrongKey)
         .field("chunk404", faults_.chunk404)
-        .field("indexfail", faults_.indexFail.empty() ? "none" : faults_.indexFail);
+        .field("indexfail", faults_.indexFail.empty() ? "none" : faults_.indexFail)
+        .field("backlog", faults_.backlog);
     w.key("refuse").beginObject();
     for (const auto& call : faults_.refuse)
         w.field(call.first, call.second);

@@ -30,6 +30,9 @@ struct Faults {
     // Profile calls ("presets", "favorites", "recents", "settings",
     // "collation") refused that many more times.
     std::map<std::string, int> refuse;
+    // Live chunks the large index lists up to the edge: how much of the past
+    // a time-shifted or catching-up player finds published.
+    int backlog = 30;
 };
 
 // The kinds of stream file, counted per server for the tests.
@@ -62,6 +65,7 @@ public:
     bool indexFails(const std::string& server);
     // True when this profile call is to be refused; counts one refusal.
     bool takeRefusal(const std::string& call);
+    int backlog();
     // Counts one handled request against expire-after. Gives the number of
     // sessions it ended when this was the last one counted, else -1.
     int countTowardsExpiry();

@@ -26,6 +26,11 @@ const char* const kDefaultFixedKey = "00112233445566778899aabbccddeeff";
 namespace {
 
 const unsigned kTickMs = 100;
+// The engine runs a worker turn, one chunk, every 3000 ms of ticks. With
+// --fast the ticks run unpaced for as long as a turn may still bring audio;
+// past that the stream has nothing new (a live edge) and the loop waits as
+// a device would instead of spinning.
+const unsigned kFastIdleTicks = 3000 / kTickMs + 1;
 const unsigned kBufferAheadMs = 10000; // how far the sink runs ahead of playback
 const int kSampleRates[] = {96000, 88200, 64000, 48000, 44100, 32000, 24000, 22050, 16000, 12000, 11025, 8000, 7350};
 
@@ -436,6 +441,7 @@ void run(Player& player, Keyboard& keys, unsigned silenceLimitMs)
     uint64_t started = monotonicMs();
     double skipAtMs = player.options->skipAfterSeconds * 1000.0;
     TestHooks hooks(*player.options);
+    unsigned quietTicks = 0;
     while (!g_interrupted && !player.stopped && !player.quit && player.playedMs < player.targetMs) {
         if (skipAtMs > 0 && player.playedMs >= skipAtMs) {
             skipAtMs = 0;
@@ -444,8 +450,9 @@ void run(Player& player, Keyboard& keys, unsigned silenceLimitMs)
         hooks.act(player);
         // While paused nothing is to be had: wait as a device would, so the
         // library's clock keeps to the wall clock.
-        if (!player.fast || player.paused)
+        if (!player.fast || player.paused || (quietTicks >= kFastIdleTicks && player.lastAudioAt))
             usleep(kTickMs * 1000);
+        double writtenBefore = player.writtenMs;
         tql_externalTimerTick(kTickMs);
         for (Key key = keys.next(); key != Key::None && !player.quit; key = keys.next())
             handleKey(player, key);
@@ -471,6 +478,7 @@ void run(Player& player, Keyboard& keys, unsigned silenceLimitMs)
             player.errorCode = -1;
             break;
         }
+        quietTicks = player.writtenMs != writtenBefore ? 0 : quietTicks + 1;
         if (player.fast && !player.lastAudioAt)
             usleep(kTickMs * 1000); // nothing yet: wait as a device would
     }

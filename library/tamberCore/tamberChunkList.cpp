@@ -50,6 +50,7 @@ int CMTamberNodeResponder::updateChunkList()
     if (m_lastChunkListUpdateMs != 0 && now - m_lastChunkListUpdateMs < kIndexRefreshMs) {
         TQL_LOG(4, "updateChunkList %d sec ago -> chunks in list %d",
                 static_cast<int>((now - m_lastChunkListUpdateMs) / 1000), static_cast<int>(m_nextChunks.size()));
+        refillFromHeldIndex();
         return respondOk;
     }
     if (m_variantFileList.empty()) {
@@ -80,6 +81,25 @@ int CMTamberNodeResponder::updateChunkList()
         return respondOk;
     TQL_LOG(4, "No File Chunk to add to download list");
     return respondNothing;
+}
+
+// A host that takes audio faster than it plays (a catch-up behind the live
+// edge, a player told to go fast) can empty the list long before the next
+// index refresh is due, while the index in hand still lists later chunks:
+// those pass on at once, by sequence number as in a refresh, and nothing is
+// fetched. At playing speed the list never runs dry within a refresh
+// interval (16 chunks outlast it), so this changes nothing there.
+bool CMTamberNodeResponder::refillFromHeldIndex()
+{
+    if (!m_nextChunks.empty() || m_tokenRequest.mode == 2 || m_syncAltServer || m_lastListedSeqNum <= 0 ||
+        m_chunkFileList.size() < 2)
+        return false;
+    if (nameOf(m_chunkFileList[m_chunkFileList.size() - 2]).seqNum <= m_lastListedSeqNum)
+        return false; // all of it is taken: only a refresh can bring more
+    TQL_LOG(4, "Chunk list empty, %d entries in the index file in hand",
+            static_cast<int>(m_chunkFileList.size() - 1));
+    appendNewChunks();
+    return true;
 }
 
 // No stream of this server gave an index: the other server is tried next.

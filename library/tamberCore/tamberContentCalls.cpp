@@ -15,7 +15,8 @@ const char* const kCarousels = "/rest/v4/experience/carousels";
 
 void logUrl(const char* format, const tql_url& url)
 {
-    tql_int_debug_print(3, "TamberRequest", __LINE__, format, url.toString().c_str());
+    if (tql_int_debug_wants(3))
+        tql_int_debug_print(3, "TamberRequest", __LINE__, format, url.toString().c_str());
 }
 } // namespace
 

@@ -256,6 +256,7 @@ private:
     tamberChunkName nameOf(const tql_roles& entry);
     tql_roles withCurrentKeys(const tql_roles& entry) const;
     int indexFileFailed();
+    bool refillFromHeldIndex();
     int switchStreamAfterFailure(const tamberChunk& chunk);
     int fetchKey(const tql_url& location, tql_bytearray& key);
     int takeFourthKey(const TQL_HlsInfo& carrier, const tql_string& base);

@@ -46,10 +46,14 @@ TamberRequest::TamberRequest(tql_core* core)
       m_norvaleclearrecents(nullptr),
       m_norvalesetfavorites(nullptr),
       m_norvalesetsettings(nullptr),
-      m_networkError(0)
+      m_networkError(0),
+      m_bufferDirty(kBufferSize) // port memory comes uncleared
 {
     if (!m_buffer)
+    {
         m_bufferSize = 0; // every transfer then stops at its first piece
+        m_bufferDirty = 0;
+    }
     clearMessageFlags();
     initErrorTable();
 }
@@ -180,8 +184,7 @@ size_t TamberRequest::writeBody(const unsigned char* data, size_t n)
         TQL_LOG(0, "Not enough memory to append new data");
         return 0;
     }
-    memcpy(m_buffer + m_bufferLength, data, n);
-    m_bufferLength += static_cast<unsigned int>(n);
+    appendToBuffer(data, static_cast<unsigned int>(n));
     return n;
 }
 
@@ -328,11 +331,23 @@ void TamberRequest::resetResponses(std::initializer_list<TQLResponse*> responses
             r->reset();
 }
 
+void TamberRequest::appendToBuffer(const void* data, unsigned int length)
+{
+    memcpy(m_buffer + m_bufferLength, data, length);
+    m_bufferLength += length;
+    if (m_bufferLength > m_bufferDirty)
+        m_bufferDirty = m_bufferLength;
+}
+
 void TamberRequest::clearBufferData()
 {
-    // Index files are read as NUL-terminated text: the whole buffer is zeroed.
+    // Index files are read as NUL-terminated text: the whole buffer reads as
+    // zeroed afterwards. Only bytes written since the last clearing can be
+    // other than zero (the decryptor and the parser work inside what was
+    // received), so only those are cleared.
     if (m_buffer)
-        memset(m_buffer, 0, m_bufferSize);
+        memset(m_buffer, 0, m_bufferDirty);
+    m_bufferDirty = 0;
     m_bufferLength = 0;
     m_partialEncOffset = 0;
     m_partialDecOffset = 0;

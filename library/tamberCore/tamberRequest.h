@@ -294,8 +294,14 @@ public:
     int m_notCompatible;
     int m_episodeExpired;
     tql_list<tql_pair<eRequestType, tql_list<int>>> m_errorTable;
+    // How far m_buffer may hold bytes other than 0: every byte from here on
+    // is zero. clearBufferData zeroes only up to it, so a chunk of 33 KB
+    // costs 33 KB of clearing, not the whole 400 KB, and the buffer still
+    // reads as zeroed behind whatever arrives next.
+    unsigned int m_bufferDirty;
 
 private:
+    void appendToBuffer(const void* data, unsigned int length);
     // The common frame of a service call; limits in seconds.
     bool serviceUrl(const char* path, tql_url& url);
     TQLResponse* sendServiceCall(TQLResponse*& slot, const tql_url& url, int method, const tql_string& body,

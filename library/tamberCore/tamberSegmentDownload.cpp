@@ -161,8 +161,7 @@ int TamberRequest::partialContentHandler(const unsigned char* data, unsigned int
         parseHttpHeader(m_headerData, header);
         m_partialContentLength = header.contentLength > 0 ? static_cast<unsigned int>(header.contentLength) : 0;
     }
-    memcpy(m_buffer + m_bufferLength, data, length);
-    m_bufferLength += length;
+    appendToBuffer(data, length);
     int taken = handlePartialEncData(m_buffer, m_buffer + m_partialEncOffset, m_bufferLength - m_partialEncOffset);
     if (taken < 0) {
         TQL_LOG(1, "Error in stream partial handling");

@@ -1,18 +1,20 @@
 #include "HeapCounter.h"
 
 #include <atomic>
-#include <malloc.h>
-
 #include <cstdlib>
+#include <malloc.h>
 #include <new>
 
 static std::atomic<long> g_newCalls{0};
 static std::atomic<long> g_liveBlocks{0};
+// Bytes as the allocator counts them (usable size, so that a release needs
+// no size): what the heap really holds, not what was asked for.
 static std::atomic<long> g_liveBytes{0};
 static std::atomic<long> g_peakBytes{0};
 
-static void track(void* p)
+static void countIn(void* p)
 {
+    ++g_liveBlocks;
     long now = g_liveBytes += static_cast<long>(malloc_usable_size(p));
     long peak = g_peakBytes.load();
     while (now > peak && !g_peakBytes.compare_exchange_weak(peak, now)) {
@@ -50,8 +52,7 @@ void* operator new(std::size_t size)
 {
     ++g_newCalls;
     if (void* p = std::malloc(size ? size : 1)) {
-        ++g_liveBlocks;
-        track(p);
+        countIn(p);
         return p;
     }
     throw std::bad_alloc();
@@ -97,10 +98,8 @@ void* operator new(std::size_t size, const std::nothrow_t&) noexcept
 {
     ++g_newCalls;
     void* p = std::malloc(size ? size : 1);
-    if (p) {
-        ++g_liveBlocks;
-        track(p);
-    }
+    if (p)
+        countIn(p);
     return p;
 }
 

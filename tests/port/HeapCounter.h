@@ -7,8 +7,7 @@ namespace testport {
 long heapAllocations();
 // Blocks allocated with operator new and not yet released.
 long heapLiveBlocks();
-// Bytes of those blocks as the allocator sized them, and the most there were
-// since the last resetHeapPeak(): what a path costs at its worst.
+// Bytes of the heap in use, and the most in use since resetHeapPeak.
 long heapLiveBytes();
 long heapPeakBytes();
 void resetHeapPeak();

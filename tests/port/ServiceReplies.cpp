@@ -64,6 +64,14 @@ std::string lineupReply(int channels)
     return serviceReply(module);
 }
 
+size_t lineupListingTextBytes(int channels)
+{
+    size_t bytes = 0;
+    for (int i = 0; i < channels; ++i)
+        bytes += guid(i).size() + ("Channel " + std::to_string(i)).size();
+    return bytes;
+}
+
 const char* const kServiceBase = "https://api.test/svc";
 
 static void answer(const std::string& url, const std::string& body)

@@ -2,6 +2,7 @@
 #define SERVICE_REPLIES_H
 
 // Reply texts as the service sends them, for scripted routes.
+#include <cstddef>
 #include <string>
 
 namespace testport {
@@ -13,6 +14,9 @@ std::string serviceReply(const std::string& modules, int status = 1,
 // A channel line-up: two super categories with two categories each; channel
 // i is listed by category i % 4, and every category carries an icon.
 std::string lineupReply(int channels);
+// The text the category tree of that line-up must keep: every listing's
+// channel guid and name, in bytes.
+size_t lineupListingTextBytes(int channels);
 
 // A stored account and a service that a host can log in to: routing (to kServiceBase),
 // configuration with the relative URLs "Art" and "Live" for the platform

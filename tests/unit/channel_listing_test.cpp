@@ -9,6 +9,7 @@
 #include "ServiceReplies.h"
 #include "tamberCore.h"
 #include "tamberResponse/tamberSessionHandlers.h"
+#include "tamberTypes/tamberUrl.h"
 #include "tqllibInt.h"
 
 namespace {
@@ -185,6 +186,45 @@ TEST_F(ChannelListingTest, EachChannelArrivesFieldByFieldOncePerListingCategory)
     EXPECT_TRUE(b.imageUrls.empty());
 }
 
+TEST_F(ChannelListingTest, LogoVariantsReadAsTheSourceUrlWithTheThreeItemsAdded)
+{
+    // Whatever the source holds (a port, user info, a query of its own, a
+    // fragment, characters left as sent), each variant is the text a URL
+    // object gives after adding width, height and preserveAspect.
+    const std::vector<std::string> sources = {
+        "https://img.test/big.png",
+        "http://u:p@img.test:8080/a/b%20c.png?v=2&x=y#top",
+        "https://img.test/l.png?only",
+        "img.test/no-scheme.png#frag",
+        "https://img.test/q.png?a=1;b=2"};
+    std::string tree = "{\"name\":\"S\",\"key\":\"s\",\"categories\":{\"categories\":[{\"name\":\"C\","
+                       "\"key\":\"c\",\"channels\":{\"channels\":[";
+    std::string channels;
+    for (size_t i = 0; i < sources.size(); ++i) {
+        tree += std::string(i ? "," : "") + "{\"channelGuid\":\"g" + std::to_string(i) + "\"}";
+        channels += std::string(i ? "," : "") +
+                    channel("g" + std::to_string(i), ",\"images\":{\"images\":[{\"name\":"
+                                                     "\"color channel logo (on dark)\",\"url\":\"" +
+                                                         sources[i] + "\",\"width\":720}]}");
+    }
+    tree += "]}}]}}";
+    answer(listing(tree, channels));
+    ASSERT_EQ(1, tql_channel_list(&error));
+    ASSERT_EQ(sources.size(), host.channels.size());
+    for (size_t i = 0; i < sources.size(); ++i) {
+        std::vector<std::string> expected;
+        for (int size : {700, 500, 300, 100}) {
+            tql_url url{tql_string(sources[i].c_str())};
+            tql_string n = tql_string::formatString("%d", size);
+            url.addQueryItem("width", n);
+            url.addQueryItem("height", n);
+            url.addQueryItem("preserveAspect", "true");
+            expected.push_back(url.toString().toStdString() + " " + std::to_string(size));
+        }
+        EXPECT_EQ(expected, host.channels[i].imageUrls) << sources[i];
+    }
+}
+
 TEST_F(ChannelListingTest, RefusalsEndInTheirErrorCodes)
 {
     struct Case {
@@ -205,6 +245,41 @@ TEST_F(ChannelListingTest, RefusalsEndInTheirErrorCodes)
         EXPECT_EQ(c.errorCode, error.errorCode) << c.messages;
         EXPECT_EQ(4, tql_get_status()) << "a failed listing stays on its rung";
     }
+}
+
+int g_counted = 0;
+int countChannel(void*, tql_content*)
+{
+    ++g_counted;
+    return 1;
+}
+
+TEST_F(ChannelListingTest, AllocationsPerChannelAreBounded)
+{
+    // What a channel costs in allocations, heap and port together, read as
+    // the growth from 200 to 2000 channels, so that what a line-up costs
+    // once (the frame, the tree's lists) does not count. The host here only
+    // counts, and allocates nothing of its own.
+    tql_CallbackStruct cb = testport::quietCallbacks(&host);
+    cb.onChannel = countChannel;
+    ASSERT_EQ(1, tql_registerCallbacks(cb));
+    auto allocationsFor = [this](int channels) {
+        tql_triggerChannelRefetch();
+        port().routes.clear();
+        answer(testport::lineupReply(channels));
+        g_counted = 0;
+        long before = testport::heapAllocations() + port().mallocCalls + port().reallocCalls;
+        EXPECT_EQ(1, tql_channel_list(&error));
+        EXPECT_EQ(channels, g_counted);
+        return testport::heapAllocations() + port().mallocCalls + port().reallocCalls - before;
+    };
+    long few = allocationsFor(200);
+    long many = allocationsFor(2000);
+    double perChannel = static_cast<double>(many - few) / 1800.0;
+    // 23 now, in lists of the category tree, its index, the router's texts
+    // and the URLs of four sized logos per channel.
+    EXPECT_LE(perChannel, 24.0);
+    EXPECT_GT(perChannel, 0.0);
 }
 
 TEST_F(ChannelListingTest, TheLineUpIsNeverHeldWhole)

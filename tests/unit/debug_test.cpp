@@ -11,6 +11,7 @@
 #include "HeapCounter.h"
 #include "PortTest.h"
 #include "tamberTypes/tamberDebug.h"
+#include "tamberTypes/tamberString.h"
 #include "tqllib.h"
 
 namespace {
@@ -89,6 +90,65 @@ TEST_F(DebugLogTest, FormatFailureIsReportedWhateverTheLevel)
     tql_set_debug_level(-1);
     tql_int_debug_print(4, "fmt", 77, "%ls", bad);
     EXPECT_EQ(texts(), std::vector<std::string>{"1 fmt:line:77: log format error\n"});
+}
+
+// Stands for an argument that costs something to build, a hex key or a URL
+// text: counts how often it is built.
+static int g_built = 0;
+static const char* builtArgument()
+{
+    ++g_built;
+    return "built";
+}
+
+TEST_F(DebugLogTest, LinesBelowTheLevelBuildNeitherTheirArgumentsNorTheirText)
+{
+    tql_set_debug_level(3);
+    g_built = 0;
+    long heapBefore = testport::heapAllocations();
+    long portBefore = port().mallocCalls;
+    for (int i = 0; i < 100; ++i) {
+        TQL_LOG(4, "debug %s %s", builtArgument(), tql_string("a long text that needs the heap").c_str());
+        TQL_LOG(6, "trace %s", builtArgument());
+    }
+    EXPECT_EQ(g_built, 0);
+    EXPECT_EQ(testport::heapAllocations(), heapBefore);
+    EXPECT_EQ(port().mallocCalls, portBefore);
+    EXPECT_TRUE(port().logs.empty());
+
+    // At the level and above, the same lines print as they always did.
+    TQL_LOG(3, "info %s", builtArgument());
+    TQL_LOG(0, "always %s", builtArgument());
+    EXPECT_EQ(g_built, 2);
+    ASSERT_EQ(port().logs.size(), 2u);
+    EXPECT_EQ(port().logs[0].severity, 3);
+    EXPECT_NE(port().logs[0].text.find(":line:"), std::string::npos);
+    EXPECT_NE(port().logs[0].text.find(": info built"), std::string::npos);
+    EXPECT_EQ(port().logs[1].severity, 0);
+
+    // A negative level drops everything, severity 0 included; a new level
+    // takes effect at once.
+    tql_set_debug_level(-1);
+    TQL_LOG(0, "never %s", builtArgument());
+    tql_set_debug_level(6);
+    TQL_LOG(6, "trace %s", builtArgument());
+    EXPECT_EQ(g_built, 3);
+    EXPECT_EQ(port().logs.size(), 3u);
+}
+
+TEST_F(DebugLogTest, AnIdleTickFormatsNothingBelowTheLevel)
+{
+    // Logged out, no playback: the timers that do not run each have a trace
+    // line, which a device at level 3 never sees and never pays for.
+    tql_set_debug_level(3);
+    long heapBefore = testport::heapAllocations();
+    for (int i = 0; i < 50; ++i)
+        tql_externalTimerTick(100);
+    EXPECT_EQ(testport::heapAllocations(), heapBefore);
+    EXPECT_TRUE(port().logs.empty());
+    tql_set_debug_level(6);
+    tql_externalTimerTick(100);
+    EXPECT_TRUE(port().logged("Timer not running", 6));
 }
 
 TEST_F(DebugLogTest, LevelAndLogObjectOutliveDeinitUntilInitFailsOrRenews)

@@ -149,21 +149,15 @@ TEST_F(TransportTest, BufferedBodyHoldsAtMost409599BytesInAWhollyZeroedBuffer)
 {
     ASSERT_EQ(req->m_bufferSize, 409600u);
     const std::vector<unsigned char> zero(req->m_bufferSize, 0);
-    memset(req->m_buffer, 'Z', req->m_bufferSize);
+    // Port memory comes uncleared (the scripted port fills it): the first
+    // clearing covers all of it.
+    ASSERT_NE(memcmp(req->m_buffer, zero.data(), zero.size()), 0);
     req->m_bufferLength = 7, req->m_partialEncOffset = 1, req->m_partialDecOffset = 2;
     req->m_partialDecLength = 3, req->m_partialContentLength = 4;
     req->clearBufferData();
     EXPECT_EQ(memcmp(req->m_buffer, zero.data(), zero.size()), 0);
     EXPECT_EQ(req->m_bufferLength | req->m_partialEncOffset | req->m_partialDecOffset | req->m_partialDecLength |
                   req->m_partialContentLength, 0u);
-
-    memset(req->m_buffer, 'Z', req->m_bufferSize);
-    answer(reply(200, kEnvelope));
-    {
-        JsonCall call(*req);
-        EXPECT_EQ(send(), 1);
-    }
-    EXPECT_EQ(req->m_buffer[0], 'Z'); // a JSON call leaves the buffer alone
 
     std::string body(409599, '\0');
     for (size_t i = 0; i < body.size(); ++i)
@@ -176,12 +170,36 @@ TEST_F(TransportTest, BufferedBodyHoldsAtMost409599BytesInAWhollyZeroedBuffer)
     EXPECT_EQ(req->m_buffer[409599], 0);
     EXPECT_FALSE(port().logged("Not enough memory"));
 
+    answer(reply(200, kEnvelope));
+    {
+        JsonCall call(*req);
+        EXPECT_EQ(send(), 1);
+    }
+    EXPECT_EQ(memcmp(req->m_buffer, body.data(), body.size()), 0); // a JSON call leaves the buffer alone
+
     answer(reply(200, body + "x"));
     EXPECT_EQ(send(), 1);
     EXPECT_TRUE(last().aborted);
     EXPECT_TRUE(port().logged("Not enough memory to append new data", 0));
     EXPECT_EQ(req->m_bufferLength, 0u);
     EXPECT_EQ(memcmp(req->m_buffer, zero.data(), zero.size()), 0);
+}
+
+TEST_F(TransportTest, ShortBodyAfterLongOnesReadsAsNulTerminated)
+{
+    // Whatever earlier transfers left, and wherever their counters were
+    // reset without clearing, the next body is followed by zeros only.
+    answer(reply(200, std::string(300000, 'L'), 1460));
+    EXPECT_EQ(send(), 1);
+    req->clearToken(); // resets the counters without clearing, as before a new tune
+    answer(reply(200, std::string(1000, 'M'), 1460));
+    EXPECT_EQ(send(), 1);
+    answer(reply(200, "#EXTM3U\n", 3));
+    EXPECT_EQ(send(), 1);
+    ASSERT_EQ(req->m_bufferLength, 8u);
+    EXPECT_EQ(std::string(reinterpret_cast<const char*>(req->m_buffer)), "#EXTM3U\n");
+    const std::vector<unsigned char> zero(req->m_bufferSize - 8, 0);
+    EXPECT_EQ(memcmp(req->m_buffer + 8, zero.data(), zero.size()), 0);
 }
 
 TEST_F(TransportTest, ErrorStatusBodyIsDroppedAndFailsTheFileCheck)

@@ -91,7 +91,14 @@ int tql_json::handle_number(void* ctx, const char* text, size_t)
 int tql_json::handle_string(void* ctx, const unsigned char* text, size_t length)
 {
     tamberJsonHandlerIf* h = handlerOf(ctx);
-    return h ? h->handleStringIf(tql_string(reinterpret_cast<const char*>(text), static_cast<int>(length))) : 0;
+    if (!h)
+        return 0;
+    if (length == 0)
+        return h->handleStringIf(tql_string(reinterpret_cast<const char*>(text), 0)); // null, as ever
+    tql_string& copy = static_cast<tql_json*>(ctx)->m_text;
+    copy.truncate(0);
+    copy.append(reinterpret_cast<const char*>(text), static_cast<int>(length));
+    return h->handleStringIf(copy);
 }
 
 int tql_json::handle_start_map(void* ctx)

@@ -64,6 +64,10 @@ private:
     yajl_handle m_parser;
     int m_status;
     tamberJsonHandlerIf* m_handler;
+    // The copy of each string value that the handler sees, made in one text
+    // that keeps its room, so that a reply of many strings allocates for the
+    // longest, not for each.
+    tql_string m_text;
 };
 
 // Base of every request document. A document writes into the generator it

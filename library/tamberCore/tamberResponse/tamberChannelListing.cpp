@@ -1,12 +1,20 @@
 #include "tamberResponse/tamberChannelListing.h"
 
 #include <cstring>
+#include <string_view>
+#include <unordered_map>
+#include <utility>
 
 #include "tamberTypes/tamberDebug.h"
 #include "tamberTypes/tamberUrl.h"
 
 namespace {
-#define CL "/moduleList/modules/moduleResponse/contentData/channelListing"
+// Every path of the listing starts with the same 62 characters. They are
+// tested once per event, and the constants below hold what follows them, so
+// that the chain of compares never reads that head again.
+#define LISTING "/moduleList/modules/moduleResponse/contentData/channelListing"
+const size_t kListingLength = sizeof(LISTING) - 1;
+#define CL ""
 #define SC CL "/superCategories"
 #define CAT SC "/categories/categories"
 #define CH CL "/channels"
@@ -66,9 +74,136 @@ const char* const scPath_modules = "/moduleList/modules";
 const char* const scLogoName = "color channel logo (on dark)";
 const char* const scCategoryIconName = "category icon web";
 
-bool is(const char* path, const char* constant)
+// Each path of the listing as one value: one lookup per event instead of a
+// chain of compares against every constant.
+enum class Field {
+    none,
+    channelChangeId,
+    superCategories,
+    scGuid,
+    scName,
+    scDescription,
+    scUrl,
+    scKey,
+    scSortOrder,
+    categories,
+    catGuid,
+    catName,
+    catDescription,
+    catKey,
+    catSortOrder,
+    catImages,
+    catImageName,
+    catImageUrl,
+    catImageHeight,
+    catImageWidth,
+    catChannels,
+    catChannelGuid,
+    catChannelName,
+    channels,
+    channelGuid,
+    channelId,
+    name,
+    streamingName,
+    shortDescription,
+    tuneMethod,
+    channelNumber,
+    tamberChannelNumber,
+    qlChannelNumber,
+    geoRestrictions,
+    sortOrder,
+    inactivityTimeout,
+    isAvailable,
+    isMature,
+    isFavorite,
+    isBizMature,
+    timeoutPlatform,
+    timeoutValue,
+    chImages,
+    chImageName,
+    chImageUrl,
+    chImagePlatform,
+    chImageHeight,
+    chImageWidth,
+    chCategories,
+    chCategoryGuid,
+    chCategoryName,
+    chCategoryKey,
+    chCategoryOrder
+};
+
+// Made at load time, as the other constants, so that the first line-up
+// does not leave it behind as memory of its own.
+const std::unordered_map<std::string_view, Field> g_fields = {
+    {scPath_channelChangeId, Field::channelChangeId},
+    {scPath_superCategories, Field::superCategories},
+    {scPath_scGuid, Field::scGuid},
+    {scPath_scName, Field::scName},
+    {scPath_scDescription, Field::scDescription},
+    {scPath_scUrl, Field::scUrl},
+    {scPath_scKey, Field::scKey},
+    {scPath_scSortOrder, Field::scSortOrder},
+    {scPath_categories, Field::categories},
+    {scPath_catGuid, Field::catGuid},
+    {scPath_catName, Field::catName},
+    {scPath_catDescription, Field::catDescription},
+    {scPath_catKey, Field::catKey},
+    {scPath_catSortOrder, Field::catSortOrder},
+    {scPath_catImages, Field::catImages},
+    {scPath_catImageName, Field::catImageName},
+    {scPath_catImageUrl, Field::catImageUrl},
+    {scPath_catImageHeight, Field::catImageHeight},
+    {scPath_catImageWidth, Field::catImageWidth},
+    {scPath_catChannels, Field::catChannels},
+    {scPath_catChannelGuid, Field::catChannelGuid},
+    {scPath_catChannelName, Field::catChannelName},
+    {scPath_channels, Field::channels},
+    {scPath_channelGuid, Field::channelGuid},
+    {scPath_channelId, Field::channelId},
+    {scPath_name, Field::name},
+    {scPath_streamingName, Field::streamingName},
+    {scPath_shortDescription, Field::shortDescription},
+    {scPath_tuneMethod, Field::tuneMethod},
+    {scPath_channelNumber, Field::channelNumber},
+    {scPath_tamberChannelNumber, Field::tamberChannelNumber},
+    {scPath_qlChannelNumber, Field::qlChannelNumber},
+    {scPath_geoRestrictions, Field::geoRestrictions},
+    {scPath_sortOrder, Field::sortOrder},
+    {scPath_inactivityTimeout, Field::inactivityTimeout},
+    {scPath_isAvailable, Field::isAvailable},
+    {scPath_isMature, Field::isMature},
+    {scPath_isFavorite, Field::isFavorite},
+    {scPath_isBizMature, Field::isBizMature},
+    {scPath_timeoutPlatform, Field::timeoutPlatform},
+    {scPath_timeoutValue, Field::timeoutValue},
+    {scPath_chImages, Field::chImages},
+    {scPath_chImageName, Field::chImageName},
+    {scPath_chImageUrl, Field::chImageUrl},
+    {scPath_chImagePlatform, Field::chImagePlatform},
+    {scPath_chImageHeight, Field::chImageHeight},
+    {scPath_chImageWidth, Field::chImageWidth},
+    {scPath_chCategories, Field::chCategories},
+    {scPath_chCategoryGuid, Field::chCategoryGuid},
+    {scPath_chCategoryName, Field::chCategoryName},
+    {scPath_chCategoryKey, Field::chCategoryKey},
+    {scPath_chCategoryOrder, Field::chCategoryOrder}};
+
+Field fieldOf(const char* rest)
 {
-    return strcmp(path, constant) == 0;
+    auto it = g_fields.find(std::string_view(rest));
+    return it == g_fields.end() ? Field::none : it->second;
+}
+
+bool is(const char* rest, const char* constant)
+{
+    return strcmp(rest, constant) == 0;
+}
+
+// The path below the listing, or an empty text for a path outside it, which
+// no constant of the listing matches.
+const char* below(const char* path)
+{
+    return strncmp(path, LISTING, kListingLength) == 0 ? path + kListingLength : "";
 }
 } // namespace
 
@@ -79,146 +214,150 @@ TQLModuleResponseChannelListingHandler::TQLModuleResponseChannelListingHandler(T
     m_moduleResponse = new TQLModuleResponseChannelListing();
 }
 
-int TQLModuleResponseChannelListingHandler::handleBoolean(const char* path, int value)
+int TQLModuleResponseChannelListingHandler::handleBoolean(const char* fullPath, int value)
 {
-    if (is(path, scPath_isAvailable))
+    const Field field = fieldOf(below(fullPath));
+    if (field == Field::isAvailable)
         m_channel.isAvailable = value;
-    else if (is(path, scPath_isMature))
+    else if (field == Field::isMature)
         m_channel.isMature = value;
-    else if (is(path, scPath_isFavorite))
+    else if (field == Field::isFavorite)
         m_channel.isFavorite = value;
-    else if (is(path, scPath_isBizMature))
+    else if (field == Field::isBizMature)
         m_channel.isBizMature = value;
     return 1;
 }
 
-int TQLModuleResponseChannelListingHandler::handleNumber(const char* path, double value)
+int TQLModuleResponseChannelListingHandler::handleNumber(const char* fullPath, double value)
 {
+    const Field field = fieldOf(below(fullPath));
     int n = truncToInt(value);
-    if (is(path, scPath_scSortOrder)) {
+    if (field == Field::scSortOrder) {
         m_superCategory.sortOrder = n;
-    } else if (is(path, scPath_catSortOrder)) {
+    } else if (field == Field::catSortOrder) {
         m_category.sortOrder = n;
-    } else if (is(path, scPath_catImageHeight)) {
+    } else if (field == Field::catImageHeight) {
         m_categoryImage.height = n;
-    } else if (is(path, scPath_catImageWidth)) {
+    } else if (field == Field::catImageWidth) {
         m_categoryImage.width = n;
-    } else if (is(path, scPath_sortOrder)) {
+    } else if (field == Field::sortOrder) {
         m_channel.sortOrder = n;
-    } else if (is(path, scPath_inactivityTimeout)) {
+    } else if (field == Field::inactivityTimeout) {
         m_channel.inactivityTimeout = n;
-    } else if (is(path, scPath_timeoutValue)) {
+    } else if (field == Field::timeoutValue) {
         // A value belongs to the entry its platform opened; without one it is dropped.
         if (!m_channel.inactivityTimeouts.empty())
             m_channel.inactivityTimeouts.back().value = n;
-    } else if (is(path, scPath_chImageHeight)) {
+    } else if (field == Field::chImageHeight) {
         m_channelImage.height = n;
-    } else if (is(path, scPath_chImageWidth)) {
+    } else if (field == Field::chImageWidth) {
         m_channelImage.width = n;
-    } else if (is(path, scPath_chCategoryOrder)) {
+    } else if (field == Field::chCategoryOrder) {
         m_channelCategory.order = n;
     }
     return 1;
 }
 
-int TQLModuleResponseChannelListingHandler::handleString(const char* path, const tql_string& value)
+int TQLModuleResponseChannelListingHandler::handleString(const char* fullPath, const tql_string& value)
 {
-    if (takeEnvelopeString(path, value))
+    if (takeEnvelopeString(fullPath, value))
         return 1;
-    if (is(path, scPath_channelChangeId))
+    const Field field = fieldOf(below(fullPath));
+    if (field == Field::channelChangeId)
         record()->channelChangeId = value;
-    else if (is(path, scPath_scGuid))
+    else if (field == Field::scGuid)
         m_superCategory.categoryGuid = value;
-    else if (is(path, scPath_scName))
+    else if (field == Field::scName)
         m_superCategory.name = value;
-    else if (is(path, scPath_scDescription))
+    else if (field == Field::scDescription)
         m_superCategory.description = value;
-    else if (is(path, scPath_scUrl))
+    else if (field == Field::scUrl)
         m_superCategory.url = value;
-    else if (is(path, scPath_scKey))
+    else if (field == Field::scKey)
         m_superCategory.key = value;
-    else if (is(path, scPath_catGuid))
+    else if (field == Field::catGuid)
         m_category.categoryGuid = value;
-    else if (is(path, scPath_catName))
+    else if (field == Field::catName)
         m_category.name = value;
-    else if (is(path, scPath_catDescription))
+    else if (field == Field::catDescription)
         m_category.description = value;
-    else if (is(path, scPath_catKey))
+    else if (field == Field::catKey)
         m_category.key = value;
-    else if (is(path, scPath_catImageName))
+    else if (field == Field::catImageName)
         m_categoryImage.name = value;
-    else if (is(path, scPath_catImageUrl))
+    else if (field == Field::catImageUrl)
         m_categoryImage.url = value;
-    else if (is(path, scPath_catChannelGuid))
+    else if (field == Field::catChannelGuid)
         m_categoryChannel.channelGuid = value;
-    else if (is(path, scPath_catChannelName))
+    else if (field == Field::catChannelName)
         m_categoryChannel.name = value;
-    else if (is(path, scPath_channelGuid))
+    else if (field == Field::channelGuid)
         m_channel.channelGuid = value;
-    else if (is(path, scPath_channelId))
+    else if (field == Field::channelId)
         m_channel.channelId = value;
-    else if (is(path, scPath_name))
+    else if (field == Field::name)
         m_channel.name = value;
-    else if (is(path, scPath_streamingName))
+    else if (field == Field::streamingName)
         m_channel.streamingName = value;
-    else if (is(path, scPath_shortDescription))
+    else if (field == Field::shortDescription)
         m_channel.shortDescription = value;
-    else if (is(path, scPath_tuneMethod))
+    else if (field == Field::tuneMethod)
         m_channel.tuneMethod = value;
-    else if (is(path, scPath_channelNumber))
+    else if (field == Field::channelNumber)
         m_channel.channelNumber = value.toInt(nullptr, 10);
-    else if (is(path, scPath_tamberChannelNumber))
+    else if (field == Field::tamberChannelNumber)
         m_channel.tamberChannelNumber = value.toInt(nullptr, 10);
-    else if (is(path, scPath_qlChannelNumber))
+    else if (field == Field::qlChannelNumber)
         m_channel.qlChannelNumber = value.toInt(nullptr, 10);
-    else if (is(path, scPath_geoRestrictions))
+    else if (field == Field::geoRestrictions)
         m_channel.geoRestrictions = value.toInt(nullptr, 10);
-    else if (is(path, scPath_timeoutPlatform)) {
+    else if (field == Field::timeoutPlatform) {
         TQLInactivityTimeouts timeout;
         timeout.platform = value;
         m_channel.inactivityTimeouts.push_back(timeout);
-    } else if (is(path, scPath_chImageName))
+    } else if (field == Field::chImageName)
         m_channelImage.name = value;
-    else if (is(path, scPath_chImageUrl))
+    else if (field == Field::chImageUrl)
         m_channelImage.url = value;
-    else if (is(path, scPath_chImagePlatform))
+    else if (field == Field::chImagePlatform)
         m_channelImage.platform = value;
-    else if (is(path, scPath_chCategoryGuid))
+    else if (field == Field::chCategoryGuid)
         m_channelCategory.categoryGuid = value;
-    else if (is(path, scPath_chCategoryName))
+    else if (field == Field::chCategoryName)
         m_channelCategory.name = value;
-    else if (is(path, scPath_chCategoryKey))
+    else if (field == Field::chCategoryKey)
         m_channelCategory.key = value;
     return 1;
 }
 
-int TQLModuleResponseChannelListingHandler::handleEndMap(const char* path)
+int TQLModuleResponseChannelListingHandler::handleEndMap(const char* fullPath)
 {
-    if (is(path, scPath_channels)) {
+    const Field field = fieldOf(below(fullPath));
+    if (field == Field::channels) {
         scaleChannelLogo();
         sendChannelCallback();
-    } else if (is(path, scPath_superCategories)) {
-        record()->superCategories.push_back(m_superCategory);
+    } else if (field == Field::superCategories) {
+        record()->superCategories.push_back(std::move(m_superCategory));
         m_superCategory = TQLSuperCategories();
-    } else if (is(path, scPath_catChannels)) {
-        m_category.channels.push_back(m_categoryChannel);
+    } else if (field == Field::catChannels) {
+        m_category.channels.push_back(std::move(m_categoryChannel));
         m_categoryChannel = TQLChannelBase();
-    } else if (is(path, scPath_categories)) {
-        m_superCategory.categories.push_back(m_category);
+    } else if (field == Field::categories) {
+        m_superCategory.categories.push_back(std::move(m_category));
         m_category = TQLCategories();
-    } else if (is(path, scPath_chImages)) {
+    } else if (field == Field::chImages) {
         // Every other image of the reply is dropped as it arrives.
         if (m_channelImage.name == scLogoName)
             m_channel.images.push_back(m_channelImage);
         m_channelImage = TQLImage();
-    } else if (is(path, scPath_chCategories)) {
+    } else if (field == Field::chCategories) {
         m_channel.categories.push_back(m_channelCategory);
         m_channelCategory = TQLCategoriesBase();
-    } else if (is(path, scPath_catImages)) {
+    } else if (field == Field::catImages) {
         if (m_categoryImage.name == scCategoryIconName)
             m_category.images.push_back(m_categoryImage);
         m_categoryImage = TQLImage();
-    } else if (is(path, scPath_modules)) {
+    } else if (is(fullPath, scPath_modules)) {
         storeModule();
     }
     return 1;
@@ -236,18 +375,35 @@ void TQLModuleResponseChannelListingHandler::scaleChannelLogo()
     if (source.url.isEmpty())
         return;
     m_channel.images.clear();
-    const tql_url base(source.url); // parsed once, four variants from it
+    m_channel.images.reserve(4);
+    // The text of the source with the three query items added, as tql_url
+    // writes it: all before the query, the query with the new items behind
+    // the old ones, the fragment. Parsed once; the four variants differ only
+    // in the number, so they are written as text, not built as URL objects.
+    const tql_url base(source.url);
+    const char pair = base.queryPairDelimiter();
+    const char value = base.queryValueDelimiter();
+    std::string head = base.toString(tql_url::RemoveQuery | tql_url::RemoveFragment).toStdString();
+    head += '?';
+    if (!base.queryItems().empty()) {
+        head += base.queryString().toStdString();
+        head += pair;
+    }
+    std::string tail;
+    if (!base.fragment().isEmpty())
+        tail = "#" + base.fragment().toStdString();
+    std::string url;
     for (int size = 700; size >= 100; size -= 200) {
-        tql_url url(base);
-        tql_string text = tql_string::formatString("%d", size);
-        url.addQueryItem("width", text);
-        url.addQueryItem("height", text);
-        url.addQueryItem("preserveAspect", "true");
-        TQLImage variant;
-        variant.url = url.toString();
+        const std::string number = std::to_string(size);
+        url.assign(head);
+        url.append("width").append(1, value).append(number).append(1, pair);
+        url.append("height").append(1, value).append(number).append(1, pair);
+        url.append("preserveAspect").append(1, value).append("true").append(tail);
+        m_channel.images.push_back(TQLImage());
+        TQLImage& variant = m_channel.images.back();
+        variant.url.append(url.data(), static_cast<int>(url.size())); // written in place, no temporary
         variant.width = size;
         variant.height = size;
-        m_channel.images.push_back(variant);
     }
 }
 

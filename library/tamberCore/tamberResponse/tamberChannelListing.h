@@ -16,6 +16,11 @@
 class TQLChannelBase {
 public:
     virtual ~TQLChannelBase() {}
+    TQLChannelBase() = default;
+    TQLChannelBase(const TQLChannelBase&) = default;
+    TQLChannelBase(TQLChannelBase&&) = default; // the tree is built by moving, not copying, its lists
+    TQLChannelBase& operator=(const TQLChannelBase&) = default;
+    TQLChannelBase& operator=(TQLChannelBase&&) = default;
 
     tql_string channelGuid;
     tql_string name;
@@ -35,6 +40,11 @@ public:
 class TQLCategories {
 public:
     virtual ~TQLCategories() {}
+    TQLCategories() = default;
+    TQLCategories(const TQLCategories&) = default;
+    TQLCategories(TQLCategories&&) = default; // the tree is built by moving, not copying, its lists
+    TQLCategories& operator=(const TQLCategories&) = default;
+    TQLCategories& operator=(TQLCategories&&) = default;
 
     tql_string categoryGuid;
     tql_string name;
@@ -48,6 +58,11 @@ public:
 class TQLSuperCategories {
 public:
     virtual ~TQLSuperCategories() {}
+    TQLSuperCategories() = default;
+    TQLSuperCategories(const TQLSuperCategories&) = default;
+    TQLSuperCategories(TQLSuperCategories&&) = default; // the tree is built by moving, not copying, its lists
+    TQLSuperCategories& operator=(const TQLSuperCategories&) = default;
+    TQLSuperCategories& operator=(TQLSuperCategories&&) = default;
 
     tql_string categoryGuid;
     tql_string name;

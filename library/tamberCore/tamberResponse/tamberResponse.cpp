@@ -158,6 +158,7 @@ TQLResponseHandler::TQLResponseHandler(TQLResponse* response, tql_channelCallBac
       m_path(static_cast<char*>(tql_malloc(kPathSize))),
       m_pathLength(0),
       m_moduleHandler(nullptr),
+      m_shortStart(kNoShortPath),
       m_heldTextBytes(0)
 {
     if (!m_path) {
@@ -184,6 +185,9 @@ int TQLResponseHandler::pathAppend(const unsigned char* text, unsigned int lengt
     if (length)
         memcpy(m_path + m_pathLength, text, length);
     m_pathLength += length;
+    m_path[m_pathLength] = '\0';
+    if (m_shortStart == kNoShortPath)
+        m_shortStart = kShortPathUnknown; // the new level may hold it
     return 1;
 }
 
@@ -191,8 +195,11 @@ void TQLResponseHandler::pathTakeLast()
 {
     for (unsigned int i = m_pathLength; i > 0; --i) {
         if (m_path[i - 1] == '/') {
-            memset(m_path + i - 1, 0, m_pathLength - (i - 1));
+            // One terminator is enough: every append writes its own.
+            m_path[i - 1] = '\0';
             m_pathLength = i - 1;
+            if (m_shortStart >= static_cast<int>(m_pathLength))
+                m_shortStart = kShortPathUnknown;
             return;
         }
     }
@@ -202,6 +209,18 @@ const char* TQLResponseHandler::printPath(int level) const
 {
     if (level == 0)
         return m_path;
+    if (level == 1) {
+        if (m_shortStart == kShortPathUnknown) {
+            m_shortStart = kNoShortPath;
+            int seen = 0;
+            for (unsigned int i = 0; i < m_pathLength; ++i)
+                if (m_path[i] == '/' && ++seen == 2) {
+                    m_shortStart = static_cast<int>(i);
+                    break;
+                }
+        }
+        return m_shortStart == kNoShortPath ? scPath_root : m_path + m_shortStart;
+    }
     int seen = 0;
     for (unsigned int i = 0; i < m_pathLength; ++i)
         if (m_path[i] == '/' && ++seen == level + 1)

@@ -176,6 +176,12 @@ private:
     char* m_path;
     unsigned int m_pathLength;
     TQLModuleHandlerBase* m_moduleHandler;
+    // Where printPath(1) starts: the path's second "/", found once and kept
+    // while only deeper levels come and go. kNoShortPath: there is none;
+    // kShortPathUnknown: to be found again.
+    static const int kNoShortPath = -1;
+    static const int kShortPathUnknown = -2;
+    mutable int m_shortStart;
     tql_list<tql_pair<tql_string, int>> m_tmpBooleans;
     tql_list<tql_pair<tql_string, double>> m_tmpNumbers;
     tql_list<tql_pair<tql_string, tql_string>> m_tmpStrings;

@@ -8,6 +8,7 @@
 #include "tqllib.h"
 
 static tql_Debug* g_debug = nullptr;
+std::atomic<int> g_tqlLogGate(INT_MIN);
 // Guards both buffers: logging is the one thing safe from a second thread.
 static tql_mutex g_debugMutex;
 
@@ -43,31 +44,25 @@ int tql_int_init_debug()
     if (logger == 0) {
         delete g_debug;
         g_debug = nullptr;
+        g_tqlLogGate.store(INT_MIN, std::memory_order_relaxed);
         return 0;
     }
     g_debug->m_logger = logger;
     g_debug->m_logLevel = tql_platform_log_level();
+    g_tqlLogGate.store(g_debug->m_logLevel, std::memory_order_relaxed);
     return 1;
 }
 
 void tql_int_set_debug_level(int level)
 {
     // Under the log mutex: the filter reads the level there, and a host may
-    // set it from another thread.
+    // set it from another thread. The gate is atomic and read without it.
     if (!g_debug)
         return;
     g_debugMutex.lock();
     g_debug->m_logLevel = level;
+    g_tqlLogGate.store(level, std::memory_order_relaxed);
     g_debugMutex.unlock();
-}
-
-static bool passesFilter(int severity, int level)
-{
-    if (severity >= 1 && severity <= 6)
-        return level >= severity;
-    if (severity == 0)
-        return level >= 0;
-    return false;
 }
 
 void tql_int_debug_print(int severity, const char* function, int line, const char* format, ...)
@@ -97,7 +92,7 @@ void tql_int_debug_print(int severity, const char* function, int line, const cha
     message[tql_Debug::kBufferSize - 1] = '\0';
     // Filtered only after formatting: the format failure above must be seen
     // whatever the level.
-    if (passesFilter(severity, g_debug->m_logLevel))
+    if (tql_int_debug_passes(severity, g_debug->m_logLevel))
         g_debug->tql_debug_print(severity, function, lineText, message);
     g_debugMutex.unlock();
 }

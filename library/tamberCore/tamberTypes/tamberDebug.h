@@ -1,6 +1,9 @@
 #ifndef TAMBER_DEBUG_H
 #define TAMBER_DEBUG_H
 
+#include <atomic>
+#include <climits>
+
 // Severities of the log.
 enum tql_eLogSeverity {
     TQL_LOG_ALWAYS = 0,
@@ -37,7 +40,34 @@ void tql_int_set_debug_level(int level);
 void tql_int_debug_print(int severity, const char* function, int line, const char* format, ...)
     __attribute__((format(printf, 4, 5)));
 
-// Every line carries the function's name and its source line.
-#define TQL_LOG(severity, ...) tql_int_debug_print((severity), __func__, __LINE__, __VA_ARGS__)
+// Whether a line of this severity would print at the current level: 1 to 6
+// pass up to the level, 0 whenever the level is not negative, nothing else
+// ever. Without a log object the gate holds INT_MIN, which passes nothing.
+extern std::atomic<int> g_tqlLogGate;
+
+inline bool tql_int_debug_passes(int severity, int level)
+{
+    if (severity >= 1 && severity <= 6)
+        return level >= severity;
+    return severity == 0 && level >= 0;
+}
+
+inline bool tql_int_debug_wants(int severity)
+{
+    return tql_int_debug_passes(severity, g_tqlLogGate.load(std::memory_order_relaxed));
+}
+
+// Every line carries the function's name and its source line. A line the
+// level drops costs one compare: neither its arguments (hex keys, URL texts)
+// nor its text are built. tql_int_debug_print itself still formats before it
+// filters, for its format failure line; no format of the library can fail
+// (all are checked by the compiler and take no wide characters), so the
+// shortcut changes nothing that prints.
+#define TQL_LOG(severity, ...) TQL_LOG_AS(severity, __func__, __VA_ARGS__)
+#define TQL_LOG_AS(severity, function, ...)                                        \
+    do {                                                                           \
+        if (tql_int_debug_wants(severity))                                         \
+            tql_int_debug_print((severity), (function), __LINE__, __VA_ARGS__);    \
+    } while (0)
 
 #endif
