@@ -37,10 +37,18 @@ install_toolchain() {
   fi
   echo "arm64: installing ${missing[*]}"
   export DEBIAN_FRONTEND=noninteractive
-  {
-    dpkg --print-foreign-architectures | grep -qx arm64 || $sudo dpkg --add-architecture arm64
-    $sudo apt-get update -qq && $sudo apt-get install -y -qq --no-install-recommends "${missing[@]}"
-  } >> "$log" 2>&1 || skip "the cross toolchain is not installable here (see $log)"
+  local added=0
+  if ! dpkg --print-foreign-architectures | grep -qx arm64; then
+    $sudo dpkg --add-architecture arm64 >> "$log" 2>&1 || skip "could not add the arm64 architecture"
+    added=1
+  fi
+  if ! { $sudo apt-get update -qq && $sudo apt-get install -y -qq --no-install-recommends "${missing[@]}"; } \
+       >> "$log" 2>&1; then
+    # A package source without arm64 would make every later apt-get update
+    # fail: take the architecture back out if this script put it in.
+    [ $added -eq 0 ] || { $sudo dpkg --remove-architecture arm64 && $sudo apt-get update -qq; } >> "$log" 2>&1
+    skip "the cross toolchain is not installable here (see $log)"
+  fi
 }
 
 install_toolchain
