@@ -1,16 +1,24 @@
 #!/usr/bin/env bash
 # Builds the libFuzzer targets with clang and runs each briefly from its seed
 # corpus. New inputs go to a scratch folder, never into the repository.
-set -euo pipefail
+# Every target runs even when an earlier one fails; the last line is
+# "fuzz smoke: N passed, M failed". Build output goes to $FUZZ_LOG (default
+# build-fuzz.log).
+set -uo pipefail
 cd "$(dirname "$0")/.."
 seconds=${FUZZ_SECONDS:-20}
+log=${FUZZ_LOG:-build-fuzz.log}
 
-CC=clang CXX=clang++ cmake -S . -B build-fuzz -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo \
-  -DTQL_FUZZ=ON -DTQL_BUILD_TESTS=OFF > /dev/null
-cmake --build build-fuzz
+if ! { CC=clang CXX=clang++ cmake -S . -B build-fuzz -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo \
+         -DTQL_FUZZ=ON -DTQL_BUILD_TESTS=OFF && cmake --build build-fuzz; } > "$log" 2>&1; then
+  tail -n 30 "$log"
+  echo "fuzz smoke: 0 passed, 1 failed (build)"
+  exit 1
+fi
 
 scratch=$(mktemp -d)
 trap 'rm -rf "$scratch"' EXIT
+passed=0 failed=0
 for target in build-fuzz/fuzz/fuzz_*; do
   name=$(basename "$target")
   seeds=fuzz/corpus/${name#fuzz_}
@@ -21,7 +29,15 @@ for target in build-fuzz/fuzz/fuzz_*; do
     *) size=() ;;
   esac
   echo "=== $name: ${seconds}s from $seeds"
-  "$target" "$scratch/$name" "$seeds" -max_total_time="$seconds" -timeout=10 -rss_limit_mb=2048 "${size[@]}" \
-    -artifact_prefix="$scratch/$name-" -print_final_stats=1 2>&1 | tail -n 12
+  if "$target" "$scratch/$name" "$seeds" -max_total_time="$seconds" -timeout=10 -rss_limit_mb=2048 "${size[@]}" \
+       -artifact_prefix="$scratch/$name-" -print_final_stats=1 > "$scratch/$name.out" 2>&1; then
+    passed=$((passed + 1))
+    tail -n 12 "$scratch/$name.out"
+  else
+    failed=$((failed + 1))
+    tail -n 60 "$scratch/$name.out"
+    echo "$name: FAILED"
+  fi
 done
-echo "fuzz smoke: no crash"
+echo "fuzz smoke: $passed passed, $failed failed"
+[ "$failed" -eq 0 ]

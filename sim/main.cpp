@@ -4,6 +4,7 @@
 
 #include "audio_loop.h"
 #include "catalog.h"
+#include "data_path.h"
 #include "json_writer.h"
 #include "service.h"
 #include "sim_state.h"
@@ -27,10 +28,6 @@
 #include <thread>
 #include <vector>
 
-#ifndef TQLSIM_CATALOG
-#define TQLSIM_CATALOG "catalog/catalog.json"
-#endif
-
 using namespace tqlsim;
 
 namespace {
@@ -40,7 +37,7 @@ const char* const kControlPrefix = "/__sim/";
 
 struct Options {
     int port = 0;
-    std::string catalog = TQLSIM_CATALOG;
+    std::string catalog = defaultCatalogPath();
     std::vector<std::string> faults;
     bool quiet = false;
 };
