@@ -169,6 +169,12 @@ void CMTamberNodeResponder::clipEndReached()
     }
     m_clipSequencer.removeConsumedClips();
     handleClipMetadata();
+    // The clip's metadata reaches the host only when its sound starts, but
+    // the report that closes the clip just left opens the next one: it
+    // carries the next clip's token, not the one heard until now.
+    tql_string info = findConsumptionInfo(TQLMarker());
+    if (!info.isEmpty())
+        m_curConsume.consumptionInfo = info;
     reportV2Consume(0, 0);
     reportV4Consume(0, 0);
 }

@@ -154,6 +154,8 @@ tql_string CMTamberNodeResponder::findConsumptionInfo(const TQLMarker& marker)
         TQL_LOG(2, "m_tamberRequest.m_norvaletune modules.size() == 0 -> probably invalid data");
         return result;
     }
+    if (m_tokenRequest.mode == 2)
+        return currentClipConsumptionInfo();
     if (m_episodeLayerIndex == -1) {
         TQL_LOG(3, "No episodes found in now playing data");
         return result;
@@ -163,6 +165,16 @@ tql_string CMTamberNodeResponder::findConsumptionInfo(const TQLMarker& marker)
     if (!episode.consumptionInfo.isEmpty())
         TQL_LOG(3, "No episode consumptionInfo");
     return result;
+}
+
+// On a clip channel the token is the clip's, whatever the marker.
+tql_string CMTamberNodeResponder::currentClipConsumptionInfo()
+{
+    if (m_clipSequencer.getClipListSize() == 0) {
+        TQL_LOG(2, "Episode list is empty, cannot set consumption info");
+        return tql_string();
+    }
+    return m_clipSequencer.getCurrentClip().consumptionInfo;
 }
 
 void CMTamberNodeResponder::checkDmcaAndTimebar(const TQLMarker& marker, TQLMarker& episode)

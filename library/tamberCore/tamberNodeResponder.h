@@ -118,6 +118,7 @@ public:
     TQLMarker findMarkerItemByAssetGUID(int layer, const tql_string& guid);
     tql_string findAlbumArt(const TQLMarker& marker);
     tql_string findConsumptionInfo(const TQLMarker& marker);
+    tql_string currentClipConsumptionInfo();
     void checkDmcaAndTimebar(const TQLMarker& marker, TQLMarker& episode);
     void createTimebarInfo(tql_timebarData* data, const tql_string& guid);
     int on_playTimeChangedResponder(unsigned ms);

@@ -47,6 +47,9 @@ void CMTamberNodeResponder::resetForPlayback(const tokenRequestStrT& request)
     m_currentSeqNum = 0;
     m_nextChunks.clear();
     m_chunkFileList.clear();
+    // Metadata queued for the last playback must not reach the host (nor
+    // name the period of a consume report) in this one.
+    m_metadataQueue.clear();
     m_currentChunk.clear();
     m_lastListedSeqNum = m_lastDownloadedSeqNum = 0;
     m_lastClipChunkName = "";
@@ -239,6 +242,7 @@ void CMTamberNodeResponder::clearPlayback()
     m_nextChunks.clear();
     m_chunkFileList.clear();
     m_variantFileList.clear();
+    m_metadataQueue.clear();
 
     // The noop pair is written crosswise on purpose: either way the next
     // no-op is due at once.
