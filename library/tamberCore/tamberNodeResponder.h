@@ -210,6 +210,9 @@ public:
     int m_tokenErrorCount = 0;
     uint32_t m_playTimeMs = 0;
     uint32_t m_bufferedMs = 0;
+    uint64_t m_heardUntilMs = 0; // stream time up to which whole frames reached the host
+    int m_resyncByTime = 0;      // a recovery is under way: listed audio the host has is passed over
+    int m_indexFailures = 0;     // index refreshes in a row that gave no list
 
 private:
     void resetForPlayback(const tokenRequestStrT& request);
@@ -234,6 +237,14 @@ private:
     int fetchKey(const tql_url& location, tql_bytearray& key);
     int takeFourthKey(const TQL_HlsInfo& carrier, const tql_string& base);
     void takeAfKey(const TQLChunk& af, const tql_list<TQLRelativeUrlsItem>& relative);
+    // The frame gate of the audio output.
+    void checkFrames();
+    void dropHead(uint32_t bytes);
+    bool cutHeardFrame();
+    void handedOver(uint32_t written);
+    void noteHeard();
+    void transferEnded();
+    bool heardInFull(tamberChunk& chunk, int durationSeconds);
 };
 
 #endif

@@ -218,6 +218,8 @@ int CMTamberNodeResponder::restorePlayback()
             return 0;
         }
         m_indexFileRequired = 1;
+        if (!m_tokenRequest.episodeGuid.isEmpty())
+            m_core->getTamberCallback()->propagateTimebar(m_tokenRequest.episodeGuid);
     } else if (requestContentKeys() == 0) {
         TQL_LOG(2, "No Key to download");
     }

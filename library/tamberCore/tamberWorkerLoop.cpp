@@ -65,6 +65,11 @@ void CMTamberNodeResponder::resetForPlayback(const tokenRequestStrT& request)
     m_tokenErrorCount = 0;
     m_playTimeMs = 0;
     m_bufferedMs = 0;
+    m_heardUntilMs = 0;
+    m_resyncByTime = 0;
+    m_indexFailures = 0;
+    // Metadata of the last playback must not reach the host during this one.
+    m_metadataQueue.clear();
 }
 
 int CMTamberNodeResponder::respondWorkerInit(tql_channel_ctx* ctx, const tokenRequestStrT& request)
@@ -237,6 +242,8 @@ void CMTamberNodeResponder::clearPlayback()
     m_nextChunks.clear();
     m_chunkFileList.clear();
     m_variantFileList.clear();
+    m_metadataQueue.clear();
+    m_segmentTimestamps.clear();
 
     // The noop pair is written crosswise on purpose: either way the next
     // no-op is due at once.
