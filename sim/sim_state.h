@@ -24,6 +24,7 @@ struct Faults {
     // answer 500.
     bool wrongKey = false;
     int chunk404 = 0;
+    int badTail = 0; // the next chunks end in bytes that start no frame
     std::string indexFail;
 };
 
@@ -54,6 +55,7 @@ public:
     // Playback faults, asked when a stream file is served.
     bool wrongKey();
     bool takeChunk404();
+    bool takeBadTail();
     bool indexFails(const std::string& server);
     // Counts one handled request against expire-after. Gives the number of
     // sessions it ended when this was the last one counted, else -1.

@@ -91,8 +91,10 @@ int CMTamberNodeResponder::indexFileFailed()
         TQL_LOG(3, "Update Chunk List -> quit");
         return respondError;
     }
-    if (m_tokenRequest.mode != 2)
+    if (m_tokenRequest.mode != 2) {
         m_syncAltServer = 1;
+        m_resyncByTime = 1;
+    }
     m_tokenData.useAlternateServer = !m_tokenData.useAlternateServer;
     m_tokenRequest.useAlternateServer = m_tokenData.useAlternateServer;
     TQL_LOG(2, "Problem on current system index file update failed -> switch systems: useAlternateServer = %d",

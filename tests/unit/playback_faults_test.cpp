@@ -204,6 +204,22 @@ TEST_F(PlaybackFaults, TwoFailuresInARowResumeWhereTheAudioStopped)
     EXPECT_EQ(audioOf(100, 105), sink.bytes);
 }
 
+TEST_F(PlaybackFaults, ARecoveryTunesForTheLongestIndex)
+{
+    // A live tune reads the medium index, which may not reach back to a
+    // playback that lies further behind; the tune after a failure reads the
+    // large one, and later tunes go back to the medium.
+    answerFirst(stream.chunkUrl(false, 2, 102), "", 404).uses = 1;
+    play();
+    EXPECT_EQ(1u, port().countLogged("Using size = MEDIUM"));
+    playUntil(103);
+    EXPECT_EQ(1u, port().countLogged("Using size = LARGE"));
+    engine().triggerTokenUpdate();
+    playUntil(105);
+    EXPECT_EQ(2u, port().countLogged("Using size = MEDIUM"));
+    EXPECT_EQ(audioOf(100, 105), sink.bytes);
+}
+
 TEST_F(PlaybackFaults, AResyncCutsByTheFramesHeardNotByTheNominalRate)
 {
     // 1024 bits per second name 1280 bytes for ten seconds; the chunks hold
