@@ -273,6 +273,27 @@ TEST_F(PlaybackFaults, AFailingIndexMovesToTheOtherServerWithoutBlocking)
     EXPECT_EQ(audioOf(100, 129).substr(0, sink.bytes.size()), sink.bytes);
 }
 
+TEST_F(PlaybackFaults, IndexFilesFailingEverywhereAreAskedForAtTheLoopsPace)
+{
+    stream.chunks = 30;
+    play();
+    playUntil(103);
+    for (bool secondary : {false, true})
+        for (int s = 0; s < testport::ScriptedStream::kStreams; ++s)
+            answerFirst(stream.indexUrl(secondary, s), "", 500);
+    port().requests.clear();
+    // A minute of host ticks of 100 ms: the first failure moves to the other
+    // server at once, after that the servers are asked in turn no faster
+    // than one loop turn in three seconds, while the listed chunks play on.
+    for (int t = 0; t < 600; ++t)
+        tick(100);
+    int asked = requestsTo("index.m3u8");
+    EXPECT_GE(asked, 3);
+    EXPECT_LE(asked, 21);
+    EXPECT_EQ(audioOf(100, 129).substr(0, sink.bytes.size()), sink.bytes);
+    EXPECT_GT(sink.bytes.size(), audioOf(100, 104).size());
+}
+
 TEST_F(PlaybackFaults, MetadataOfOnePlaybackNeverReachesTheNext)
 {
     // Channel A's tune names tracks at 0, 25 and 45 s; the first chunk
