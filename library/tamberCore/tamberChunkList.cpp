@@ -128,7 +128,7 @@ int CMTamberNodeResponder::getIndexFile()
         // Once audio has played, the other server is the better second try
         // than this one again after a pause the host's thread would wait
         // through.
-        bool playing = m_heardUntilMs != 0;
+        bool playing = m_heardUntilMs != 0 || m_lastDownloadedSeqNum != 0;
         int parsed = m_playlistParser->doParse(url, m_chunkFileList, playing ? 1 : kIndexTries,
                                                playing ? 0 : kIndexSleepSeconds);
         if (m_terminate) {
