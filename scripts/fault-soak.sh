@@ -52,6 +52,15 @@ state() { curl -s -m 5 "$service/__sim/state" | python3 -c "import json, sys; s 
 audio_bytes() { stat -c %s "$work/audio.aac" 2>/dev/null || echo 0; }
 alive() { kill -0 "$play_pid" 2>/dev/null; }
 rss_kb() { ps -o rss= -p "$play_pid" 2>/dev/null | tr -d ' '; }
+# One sample of tqlplay's resident memory a second, from the waits below.
+last_sample=0
+sample_rss() {
+  local now
+  now=$(date +%s)
+  [ "$now" -gt "$last_sample" ] || return 0
+  last_sample=$now
+  echo "$now $(rss_kb)" >> "$work/rss"
+}
 
 timeout 60 "$play_bin" --service "$service" --account "$work/account" login demo demo > "$work/login.out" 2>&1 ||
   fail "login: $(cat "$work/login.out")"
@@ -72,6 +81,7 @@ wait_state() {
   while [ "$t" -lt $((limit * 10)) ]; do
     [ "$(state "$cond")" = True ] && return 0
     alive || return 1
+    sample_rss
     sleep 0.1
     t=$((t + 1))
   done
@@ -85,7 +95,7 @@ wait_audio() {
   while [ "$t" -lt $((limit * 10)) ]; do
     [ "$(audio_bytes)" -gt $((from + step_bytes)) ] && return 0
     alive || return 1
-    [ $((t % 10)) -eq 0 ] && echo "$(date +%s) $(rss_kb)" >> "$work/rss"
+    sample_rss
     sleep 0.1
     t=$((t + 1))
   done
