@@ -279,7 +279,8 @@ int CMTamberNodeResponder::synchronizeChunkForAltServer()
         // What the host has heard is known to the frame: entries it holds
         // in full are passed over, the head of the next one is cut by time
         // when it is downloaded.
-        if (m_heardUntilMs && t + static_cast<uint64_t>(entry.duration > 0 ? entry.duration : 0) * 1000 <= m_heardUntilMs)
+        uint64_t end = t + static_cast<uint64_t>(entry.duration > 0 ? entry.duration : 0) * 1000;
+        if (m_heardUntilMs && end <= m_heardUntilMs)
             continue;
         uint64_t cut = 0;
         uint64_t playedTo = m_lastChunkTimestampMs + m_chunkDurationMs;
