@@ -31,6 +31,7 @@ cleanup() {
   [ -n "${SOAK_KEEP:-}" ] || rm -rf "$work"
 }
 trap cleanup EXIT
+trap 'exit 1' TERM INT
 
 fail() {
   echo "soak FAIL: $*" >&2
