@@ -52,7 +52,8 @@ fault() { curl -s -m 5 -d "" "$service/__sim/fault?$1" > /dev/null || fail "coul
 state() { curl -s -m 5 "$service/__sim/state" | python3 -c "import json, sys; s = json.load(sys.stdin); print($1)"; }
 audio_bytes() { stat -c %s "$work/audio.aac" 2>/dev/null || echo 0; }
 alive() { kill -0 "$play_pid" 2>/dev/null; }
-rss_kb() { ps -o rss= -p "$play_pid" 2>/dev/null | tr -d ' '; }
+# tqlplay runs under timeout: its memory is that of the child.
+rss_kb() { ps -o rss= --ppid "$play_pid" 2>/dev/null | tr -d ' '; }
 # One sample of tqlplay's resident memory a second, from the waits below.
 last_sample=0
 sample_rss() {
