@@ -48,7 +48,7 @@ void usage(FILE* to)
                  "usage: tqlsim [--port N] [--catalog FILE] [--fault NAME[=VALUE]]... [--quiet]\n"
                  "faults: latency=MS http500[=N] drop[=N] truncate[=N] invalidjson[=N]\n"
                  "        notify[=N] expire expire-after=N elsewhere=USER lockout=SECONDS\n"
-                 "        wrongkey[=0|1] chunk404[=N] indexfail=primary|secondary|both|none\n");
+                 "        wrongkey[=0|1] chunk404[=N] badtail[=N] indexfail=primary|secondary|both|none\n");
 }
 
 // Accepts "--name value" and "--name=value".

@@ -443,8 +443,10 @@ Reply Playback::chunkFile(const Stream& stream, const std::string& name)
         return plainError(404, "no such chunk");
     const int64_t perChunk = audio_.framesPerChunk();
     const int64_t first = stream.onDemand ? (seq - 1) * perChunk : seq * perChunk % audio_.frameCount();
-    const std::string plain =
+    std::string plain =
         id3Tag(stream.originMs + seq * kChunkMs) + audio_.frames(first, perChunk, !stream.onDemand);
+    if (state_.takeBadTail())
+        plain.append("\xFF\xF1\x50", 3); // a frame header that never comes whole
     Reply r;
     r.contentType = "audio/aac";
     if (!encryptChunk(plain, catalog_.fixedKey, seq, r.body))

@@ -341,6 +341,15 @@ class LiveTest(PlaybackTest):
         self.assertEqual([404, 404, 200], [self.sim.get(url)[0] for _ in range(3)])
         self.assertEqual(0, self.sim.state()["faults"]["chunk404"])
 
+    def test_badtail_ends_the_next_chunks_in_a_header_that_never_comes_whole(self):
+        self.sim.fault("badtail=1")
+        seq = now_ms() // CHUNK_MS - 1
+        url = "/hls/primary/tonelab2/MEDIUM/32k/tonelab2_32k_1_0_%d_5.aac" % seq
+        _, bad = self.chunk_audio(url, seq)
+        _, good = self.chunk_audio(url, seq)
+        self.assertEqual(good + b"\xff\xf1\x50", bad)
+        self.assertEqual(0, self.sim.state()["faults"]["badtail"])
+
     def test_indexfail_fails_the_index_files_of_one_server(self):
         counts = self.sim.state()["hls"]
         self.sim.fault("indexfail=primary")

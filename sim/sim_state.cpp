@@ -100,6 +100,7 @@ std::string SimState::applyFault(const std::string& name, const std::string& val
                       : name == "invalidjson" ? &faults_.invalidJson
                       : name == "notify"      ? &faults_.notify
                       : name == "chunk404"    ? &faults_.chunk404
+                      : name == "badtail"     ? &faults_.badTail
                                               : nullptr;
         if (!target)
             return "unknown fault '" + name + "'";
@@ -167,6 +168,12 @@ int SimState::backlog()
 {
     std::lock_guard<std::mutex> lock(mu_);
     return faults_.backlog;
+}
+
+bool SimState::takeBadTail()
+{
+    std::lock_guard<std::mutex> lock(mu_);
+    return take(faults_.badTail);
 }
 
 bool SimState::indexFails(const std::string& server)
@@ -245,6 +252,7 @@ std::string SimState::stateJson()
         .field("expire-after", faults_.expireAfter)
         .field("wrongkey", faults_.wrongKey)
         .field("chunk404", faults_.chunk404)
+        .field("badtail", faults_.badTail)
         .field("indexfail", faults_.indexFail.empty() ? "none" : faults_.indexFail)
         .field("backlog", faults_.backlog);
     w.key("refuse").beginObject();

@@ -26,6 +26,7 @@ struct Faults {
     // answer 500.
     bool wrongKey = false;
     int chunk404 = 0;
+    int badTail = 0; // the next chunks end in bytes that start no frame
     std::string indexFail;
     // Profile calls ("presets", "favorites", "recents", "settings",
     // "collation") refused that many more times.
@@ -62,6 +63,7 @@ public:
     // Playback faults, asked when a stream file is served.
     bool wrongKey();
     bool takeChunk404();
+    bool takeBadTail();
     bool indexFails(const std::string& server);
     // True when this profile call is to be refused; counts one refusal.
     bool takeRefusal(const std::string& call);

@@ -31,30 +31,41 @@ int CMTamberNodeResponder::handleAudioStream(unsigned char* buffer, unsigned cha
 int CMTamberNodeResponder::sendData()
 {
     tamberChunk& chunk = m_currentChunk;
-    skipID3tag(&chunk.readPtr, &chunk.remaining);
-    bool resync = chunk.adtsResyncPending != 0;
-    chunk.cutBytes = skipData(&resync, static_cast<unsigned long>(chunk.cutBytes), &chunk.readPtr, &chunk.remaining);
-    chunk.adtsResyncPending = resync ? 1 : 0;
-    if (chunk.cutBytes)
-        return 1;
-    if (chunk.adtsResyncPending) {
-        chunk.adtsResyncPending = static_cast<uint8_t>(adtsSync(&chunk.readPtr, &chunk.remaining));
-        if (chunk.adtsResyncPending)
+    // Tag, cut and resync come before the first frame; once frames are
+    // checked the head lies on or inside one of them.
+    if (chunk.adts.checked == 0 && chunk.adts.intoFrame == 0) {
+        unsigned char* head = chunk.readPtr;
+        skipID3tag(&chunk.readPtr, &chunk.remaining);
+        bool resync = chunk.adtsResyncPending != 0;
+        chunk.cutBytes =
+            skipData(&resync, static_cast<unsigned long>(chunk.cutBytes), &chunk.readPtr, &chunk.remaining);
+        chunk.adtsResyncPending = resync ? 1 : 0;
+        if (chunk.readPtr != head)
+            chunk.adts.inStep = 0;
+        if (chunk.cutBytes)
             return 1;
+        if (chunk.adtsResyncPending) {
+            chunk.adtsResyncPending = static_cast<uint8_t>(adtsSync(&chunk.readPtr, &chunk.remaining));
+            if (chunk.adtsResyncPending)
+                return 1;
+        }
     }
-    if (!m_channelCtx.audioWrite || chunk.remaining == 0)
+    checkFrames();
+    if (!m_channelCtx.audioWrite)
         return 1;
-    int written = m_channelCtx.audioWrite(m_channelCtx.audioContext, chunk.readPtr, static_cast<int>(chunk.remaining),
+    // Whole checked frames only; with none, the write is made all the same
+    // with nothing in it, and the host tells what it holds.
+    uint32_t offered = chunk.adts.checked;
+    int written = m_channelCtx.audioWrite(m_channelCtx.audioContext, chunk.readPtr, static_cast<int>(offered),
                                           chunk.bitRate, &m_bufferedMs);
     if (written == kWriteClosed) {
         TQL_LOG(2, "Writting closed on remote end - stop sending data");
         m_terminate = 1;
         return kWriteClosed;
     }
-    if (written < 1 || static_cast<unsigned int>(written) > chunk.remaining)
+    if (written < 1 || static_cast<unsigned int>(written) > offered)
         return 1;
-    chunk.remaining -= static_cast<uint32_t>(written);
-    chunk.readPtr += written;
+    handedOver(static_cast<uint32_t>(written));
     // Kept as the host contract has it: whole bit-rate units of the rest only.
     if (chunk.bitRate > 0)
         m_bufferedMs += chunk.remaining / static_cast<uint32_t>(chunk.bitRate) * 8000;

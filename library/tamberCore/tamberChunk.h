@@ -3,6 +3,7 @@
 
 #include <cstdint>
 
+#include "tamberAdts.h"
 #include "tamberTypes/tamberByteArray.h"
 #include "tamberTypes/tamberList.h"
 #include "tamberTypes/tamberUrl.h"
@@ -30,6 +31,7 @@ struct tamberChunk {
     uint64_t cutBytes = 0;        // audio bytes to drop from the head
     uint8_t adtsResyncPending = 0;
     int32_t keyIndex = 0;
+    tamberAdtsState adts; // the frames checked and handed over
 
     // Everything back to zero; the key list keeps its allocation.
     void clear()
@@ -40,6 +42,7 @@ struct tamberChunk {
         for (tql_url& u : url)
             u.clear();
         cutBytes = 0, adtsResyncPending = 0, keyIndex = 0;
+        adts.clear();
     }
 };
 

@@ -47,6 +47,12 @@ int CMTamberNodeResponder::requestChunkDownload(int single)
         chunk.cutBytes = entry.cutBytes;
         chunk.timestamp = tamberTime::textToMs(entry.programDateTime) + static_cast<uint64_t>(entry.cutOffsetMs);
         chunk.duration = entry.duration - entry.cutOffsetMs / 1000;
+        if (heardInFull(chunk, entry.duration)) {
+            TQL_LOG(3, "Chunk #%d was heard before the recovery - passed over", parsed.seqNum);
+            m_currentSeqNum = parsed.seqNum + 1;
+            m_nextChunks.erase(m_nextChunks.begin());
+            continue;
+        }
         int result = doDownloadChunk(chunk, single);
         if (result < 0)
             return single ? respondOk : switchStreamAfterFailure(chunk);
@@ -54,6 +60,7 @@ int CMTamberNodeResponder::requestChunkDownload(int single)
         m_nextChunks.erase(m_nextChunks.begin());
         m_lastDownloadedSeqNum = parsed.seqNum;
         m_tokenErrorCount = 0;
+        m_resyncByTime = 0;
         break;
     }
     if (m_tokenRequest.mode == 2)
@@ -73,6 +80,7 @@ int CMTamberNodeResponder::switchStreamAfterFailure(const tamberChunk& chunk)
     m_lastListedSeqNum = m_currentSeqNum > 0 ? m_currentSeqNum - 1 : 0;
     int index = stepStreamIndexes();
     m_indexFileRequired = 1;
+    m_resyncByTime = 1; // the stream read afresh may list what the host has heard
     TQL_LOG(3, "index = %d variantFileList length = %d", index, static_cast<int>(m_variantFileList.size()));
     if (index + 1 >= static_cast<int>(m_variantFileList.size())) {
         triggerTokenUpdate();
@@ -113,6 +121,7 @@ int CMTamberNodeResponder::doDownloadChunk(tamberChunk& chunk, int single)
     int result = m_tamberRequest->tamberDownloadFile(url, nullptr, nullptr, single ? 1 : 5, single ? 0 : 5);
     m_tamberRequest->m_partialMode = 0;
     if (result == 1) {
+        transferEnded();
         TQL_LOG(4, "Decrypted Chunk Length = %d", static_cast<int>(m_decryptedChunkLength));
         TQL_LOG(4, "Reminding chunk length = %d ", static_cast<int>(m_currentChunk.remaining));
         // All written: the chunk is done. Otherwise the rest waits for the
@@ -168,8 +177,10 @@ int CMTamberNodeResponder::requestContentKeys()
     TQL_LOG(4, "STREAM BASE KEY URL = %s", base.c_str());
     int mode = m_tokenRequest.mode;
     if (mode == 1 || mode == 2) {
+        // A fourth key that could not be had ends the key round here: 1
+        // when the service has none (204), -1 otherwise.
         int fourth = takeFourthKey(carrier, base);
-        if (fourth != 1)
+        if (fourth != 0)
             return fourth;
     }
     int first = fetchKey(tql_url(base), keys[0]);
@@ -186,7 +197,9 @@ int CMTamberNodeResponder::requestContentKeys()
 }
 
 // The fourth key of on-demand and clip play: inline in the index, carried by
-// the AF list, or fetched. A key the service does not have is no failure.
+// the AF list, or fetched. 0 when it is in hand and the other keys follow;
+// otherwise the result of the key round: a key the service does not have is
+// no failure.
 int CMTamberNodeResponder::takeFourthKey(const TQL_HlsInfo& carrier, const tql_string& base)
 {
     tql_bytearray& key = m_tokenData.keys[kKeyFour];
@@ -201,7 +214,7 @@ int CMTamberNodeResponder::takeFourthKey(const TQL_HlsInfo& carrier, const tql_s
         m_tokenErrorCount = 0;
     }
     TQL_LOG(4, "STREAM4 KEY = %s", key.toHex().str().c_str());
-    return 1;
+    return 0;
 }
 
 int CMTamberNodeResponder::bitRateSwitchCheck(const tamberChunk& chunk)

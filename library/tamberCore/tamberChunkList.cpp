@@ -9,6 +9,8 @@
 namespace {
 const size_t kMaxNextChunks = 16;
 const uint64_t kIndexRefreshMs = 30000;
+const int kIndexTries = 3;
+const int kIndexSleepSeconds = 5;
 
 uint64_t nowMs()
 {
@@ -109,13 +111,24 @@ int CMTamberNodeResponder::indexFileFailed()
         TQL_LOG(3, "Update Chunk List -> quit");
         return respondError;
     }
-    if (m_tokenRequest.mode != 2)
+    if (m_tokenRequest.mode != 2) {
         m_syncAltServer = 1;
+        m_resyncByTime = 1;
+    }
     m_tokenData.useAlternateServer = !m_tokenData.useAlternateServer;
     m_tokenRequest.useAlternateServer = m_tokenData.useAlternateServer;
     TQL_LOG(2, "Problem on current system index file update failed -> switch systems: useAlternateServer = %d",
             m_tokenData.useAlternateServer);
     setStreamIndexes(m_defaultStreamIndex);
+    // Both servers failed in a row: the listed chunks play on, and the
+    // next server is asked at the loop's own pace, not every 100 ms.
+    if (++m_indexFailures > 1) {
+        triggerTokenUpdate();
+        triggerNoopUpdate();
+        triggerChunkListUpdate();
+        TQL_LOG(2, "Index files failed on both systems %d times in a row", m_indexFailures);
+        return respondOk;
+    }
     return respondRestartLoop;
 }
 
@@ -137,13 +150,24 @@ int CMTamberNodeResponder::getIndexFile()
         if (url.isEmpty())
             return -1;
         TQL_LOG(3, "Downloading index file: %s ", url.toString().c_str());
-        m_playlistParser->doParse(url, m_chunkFileList);
+        // Once audio has played, the other server is the better second try
+        // than this one again after a pause the host's thread would wait
+        // through.
+        bool playing = m_heardUntilMs != 0 || m_lastDownloadedSeqNum != 0;
+        int parsed = m_playlistParser->doParse(url, m_chunkFileList, playing ? 1 : kIndexTries,
+                                               playing ? 0 : kIndexSleepSeconds);
         if (m_terminate) {
             TQL_LOG(3, "Update Chunk List -> quit");
             return -1;
         }
-        if (!m_chunkFileList.empty())
+        // A file that could not be had leaves the last list in place; that
+        // list is no answer of this stream.
+        if (parsed != 1)
+            m_chunkFileList.clear();
+        if (!m_chunkFileList.empty()) {
+            m_indexFailures = 0;
             return 1;
+        }
         index = stepStreamIndexes();
     } while (index >= 0 && index < top);
     return -1;
@@ -264,6 +288,7 @@ int CMTamberNodeResponder::synchronizeChunkForAltServer()
         return -1;
     }
     TQL_LOG(3, "Starting chunk synchronisation");
+    m_resyncByTime = 1;
     bool first = true;
     // Pairs of an entry and the next; the last real entry's next is the carrier.
     for (size_t i = 0; i + 1 < m_chunkFileList.size(); ++i) {
@@ -275,9 +300,15 @@ int CMTamberNodeResponder::synchronizeChunkForAltServer()
             m_chunkDurationMs = static_cast<uint32_t>(next - t);
         if (m_lastChunkTimestampMs > t)
             continue; // already played
+        // What the host has heard is known to the frame: entries it holds
+        // in full are passed over, the head of the next one is cut by time
+        // when it is downloaded.
+        uint64_t end = t + static_cast<uint64_t>(entry.duration > 0 ? entry.duration : 0) * 1000;
+        if (m_heardUntilMs && end <= m_heardUntilMs)
+            continue;
         uint64_t cut = 0;
         uint64_t playedTo = m_lastChunkTimestampMs + m_chunkDurationMs;
-        if (first && playedTo > t)
+        if (first && playedTo > t && !m_heardUntilMs)
             cut = chunkCutBytes(static_cast<unsigned>(parsed.bitRate), static_cast<unsigned>(playedTo - t));
         TQL_LOG(4, "adding item to chunk file list TS = %llu seq num %u", static_cast<unsigned long long>(t),
                 static_cast<unsigned>(parsed.seqNum));

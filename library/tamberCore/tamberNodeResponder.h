@@ -228,6 +228,9 @@ public:
     int m_tokenErrorCount = 0;
     uint32_t m_playTimeMs = 0;
     uint32_t m_bufferedMs = 0;
+    uint64_t m_heardUntilMs = 0; // stream time up to which whole frames reached the host
+    int m_resyncByTime = 0;      // a recovery is under way: listed audio the host has is passed over
+    int m_indexFailures = 0;     // index refreshes in a row that gave no list
 
     // The stream index pair is the one state that another thread writes
     // (tql_selectStreamIndex), so every access takes the stream mutex.
@@ -269,6 +272,14 @@ private:
     bool bufferingClipOwns(const tamberChunkName& parsed);
     void bufferNextClip();
     void clipChunksFetched();
+    // The frame gate of the audio output.
+    void checkFrames();
+    void dropHead(uint32_t bytes);
+    bool cutHeardFrame();
+    void handedOver(uint32_t written);
+    void noteHeard();
+    void transferEnded();
+    bool heardInFull(tamberChunk& chunk, int durationSeconds);
 };
 
 #endif

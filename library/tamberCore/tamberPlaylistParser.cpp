@@ -175,6 +175,11 @@ TQL_HlsInfo& TQL_HlsInfo::operator=(const TQL_HlsInfo& other)
 
 int TamberPlaylistParser::doParse(tql_url& url, tql_list<tql_roles>& out)
 {
+    return doParse(url, out, kIndexTries, kIndexSleepSeconds);
+}
+
+int TamberPlaylistParser::doParse(tql_url& url, tql_list<tql_roles>& out, int tries, int sleepSeconds)
+{
     uint64_t start = nowMs();
     TQL_LOG(4, "doParse ENTER");
     TamberRequest& request = *m_tamberRequest;
@@ -182,7 +187,7 @@ int TamberPlaylistParser::doParse(tql_url& url, tql_list<tql_roles>& out)
     request.m_jsonParser = nullptr;
     unsigned char* data = nullptr;
     unsigned int length = 0;
-    if (request.tamberDownloadFile(url, &data, &length, kIndexTries, kIndexSleepSeconds) != 1) {
+    if (request.tamberDownloadFile(url, &data, &length, tries, sleepSeconds) != 1) {
         TQL_LOG(1, "Unable to download file from url: %s ", url.toString().c_str());
         return -1;
     }

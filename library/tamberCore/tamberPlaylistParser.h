@@ -55,6 +55,8 @@ public:
     // then stays empty); -1 when it cannot be had or is not a playlist.
     // url follows a redirect.
     int doParse(tql_url& url, tql_list<tql_roles>& out);
+    // The same with a number of tries and the seconds between them.
+    int doParse(tql_url& url, tql_list<tql_roles>& out, int tries, int sleepSeconds);
     // The variant file of the current tune, from the server in use or, when
     // little audio is left, from the other one. 1 or -1.
     int tamberDownloadVariantFile(tokenDataT& tokenData, tokenRequestStrT& request, tql_list<tql_roles>& out,

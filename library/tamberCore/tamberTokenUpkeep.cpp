@@ -86,10 +86,20 @@ int CMTamberNodeResponder::tuneChannel(int update)
     if (callNOOP(!update, 0) == 0 && tokenRequiresUpdate() == 0)
         return respondOk;
     m_cutLayerIndex = m_episodeLayerIndex = m_segmentLayerIndex = -1;
+    // A recovery that finds its place again by time asks for the longest
+    // index: a live playback may lie further behind the edge than a live
+    // tune's index reaches, and what it does not list would be lost.
+    int tuneType = m_tokenRequest.tuneType;
+    if (m_resyncByTime && m_tokenRequest.mode == 0)
+        m_tokenRequest.tuneType = tuneTypeTimeShifted;
     int token = m_tamberRequest->tamberStationToken(m_tokenRequest, m_tokenData, 1, !update);
     TQLResponse* tune = m_tamberRequest->m_norvaletune;
-    if (token == 1 && tune && tune->m_status == 1)
-        return takeTuneResponse(update);
+    if (token == 1 && tune && tune->m_status == 1) {
+        int taken = takeTuneResponse(update);
+        m_tokenRequest.tuneType = tuneType;
+        return taken;
+    }
+    m_tokenRequest.tuneType = tuneType;
     if (update) {
         if (m_tamberRequest->m_simultaneousLogin) {
             TQL_LOG(1, "User logged elsewhere");
@@ -216,6 +226,8 @@ int CMTamberNodeResponder::restorePlayback()
             return 0;
         }
         m_indexFileRequired = 1;
+        if (!m_tokenRequest.episodeGuid.isEmpty())
+            m_core->getTamberCallback()->propagateTimebar(m_tokenRequest.episodeGuid);
     } else if (requestContentKeys() == 0) {
         TQL_LOG(2, "No Key to download");
     }

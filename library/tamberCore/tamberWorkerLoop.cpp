@@ -68,6 +68,9 @@ void CMTamberNodeResponder::resetForPlayback(const tokenRequestStrT& request)
     m_tokenErrorCount = 0;
     m_playTimeMs = 0;
     m_bufferedMs = 0;
+    m_heardUntilMs = 0;
+    m_resyncByTime = 0;
+    m_indexFailures = 0;
 }
 
 int CMTamberNodeResponder::respondWorkerInit(tql_channel_ctx* ctx, const tokenRequestStrT& request)
@@ -243,6 +246,7 @@ void CMTamberNodeResponder::clearPlayback()
     m_chunkFileList.clear();
     m_variantFileList.clear();
     m_metadataQueue.clear();
+    m_segmentTimestamps.clear();
 
     // The noop pair is written crosswise on purpose: either way the next
     // no-op is due at once.

@@ -44,11 +44,14 @@ std::string ScriptedClipChannel::chunkUrl(int clip, bool secondary, int stream, 
 
 std::string ScriptedClipChannel::audio(int clip, int seq) const
 {
+    // 32-byte ADTS frames as the scripted stream's (AAC LC, 16 kHz, one
+    // channel); the first byte after the header names the clip.
+    static const char kHeader[] = "\xFF\xF1\x60\x40\x04\x1F\xFC";
     std::string out;
     for (int f = 0; f < framesPerChunk; ++f) {
-        out += "\xFF\xF1";
+        out.append(kHeader, 7);
         out += static_cast<char>(clip & 0x7F);
-        for (int i = 1; i < 30; ++i)
+        for (int i = 1; i < 25; ++i)
             out += static_cast<char>((seq * 13 + f * 7 + i) & 0x7F);
     }
     return out;

@@ -42,10 +42,12 @@ std::string ScriptedStream::chunkUrl(bool secondary, int stream, int seq) const
 
 std::string ScriptedStream::audio(int seq) const
 {
+    // 32-byte ADTS frames, AAC LC at 16 kHz, one channel: 64 ms each.
+    static const char kHeader[] = "\xFF\xF1\x60\x40\x04\x1F\xFC";
     std::string out;
     for (int f = 0; f < framesPerChunk; ++f) {
-        out += "\xFF\xF1";
-        for (int i = 0; i < 30; ++i)
+        out.append(kHeader, 7);
+        for (int i = 0; i < 25; ++i)
             out += static_cast<char>((seq * 13 + f * 7 + i) & 0x7F);
     }
     return out;

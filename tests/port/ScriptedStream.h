@@ -19,7 +19,7 @@ public:
 
     int firstSeq = 100;
     int chunks = 6;
-    int framesPerChunk = 12;  // of 32 bytes each
+    int framesPerChunk = 12;  // ADTS frames of 32 bytes and 64 ms each
     std::string rate = "64k";  // as the chunk names write it
     bool onDemand = false;    // the tune answers as an episode
     int tokenSeconds = 600;   // how long the tune's URLs stay good
