@@ -27,6 +27,33 @@ Parts texts(const tql_list<tql_string>& list)
 }
 } // namespace
 
+// A move is a copy that may take the text's block: the target ends as a copy
+// would, null or not, and the source is left empty.
+TEST(TqlStringNull, AMoveKeepsTheNullStateAndTakesTheText)
+{
+    const std::string longText(64, 'g'); // past any short-string room
+    tql_string source(longText.c_str());
+    const char* block = source.c_str();
+    tql_string moved(std::move(source));
+    EXPECT_EQ(longText, S(moved));
+    EXPECT_EQ(block, moved.c_str()) << "the block is handed over, not copied";
+    EXPECT_TRUE(source.isEmpty());
+
+    tql_string never, emptyText("");
+    tql_string target("old");
+    target = std::move(never);
+    EXPECT_TRUE(target.isNull());
+    target = std::move(emptyText);
+    EXPECT_FALSE(target.isNull());
+    EXPECT_TRUE(tql_string(tql_string()).isNull());
+
+    std::vector<tql_string> list{T("a"), tql_string(), T(longText.c_str())};
+    list.reserve(list.capacity() + 1); // grows by moving
+    EXPECT_EQ((Parts{"a", "", longText}), texts(list));
+    EXPECT_TRUE(list[1].isNull());
+    EXPECT_FALSE(list[0].isNull());
+}
+
 // Null and empty are two states: a key never seen in a document stays null,
 // a key with an empty value does not.
 TEST(TqlStringNull, OnlyTheDefaultConstructorMakesANullString)

@@ -1,6 +1,8 @@
 #include "tamberResponse/tamberChannelListing.h"
 
+#include <algorithm>
 #include <cstring>
+#include <functional>
 #include <string_view>
 #include <unordered_map>
 #include <utility>
@@ -205,6 +207,15 @@ const char* below(const char* path)
 {
     return strncmp(path, LISTING, kListingLength) == 0 ? path + kListingLength : "";
 }
+
+// Assigned to blank a work image: a copy keeps the room of the texts it blanks.
+const TQLImage kBlankImage;
+const size_t kMostSpareImages = 8;
+
+size_t hashOf(const tql_string& text)
+{
+    return std::hash<std::string_view>()(std::string_view(text.c_str(), static_cast<size_t>(text.length())));
+}
 } // namespace
 
 TQLModuleResponseChannelListingHandler::TQLModuleResponseChannelListingHandler(TQLResponse* response,
@@ -314,7 +325,7 @@ int TQLModuleResponseChannelListingHandler::handleString(const char* fullPath, c
     else if (field == Field::timeoutPlatform) {
         TQLInactivityTimeouts timeout;
         timeout.platform = value;
-        m_channel.inactivityTimeouts.push_back(timeout);
+        m_channel.inactivityTimeouts.push_back(std::move(timeout));
     } else if (field == Field::chImageName)
         m_channelImage.name = value;
     else if (field == Field::chImageUrl)
@@ -347,9 +358,11 @@ int TQLModuleResponseChannelListingHandler::handleEndMap(const char* fullPath)
         m_category = TQLCategories();
     } else if (field == Field::chImages) {
         // Every other image of the reply is dropped as it arrives.
-        if (m_channelImage.name == scLogoName)
-            m_channel.images.push_back(m_channelImage);
-        m_channelImage = TQLImage();
+        if (m_channelImage.name == scLogoName) {
+            m_channel.images.push_back(std::move(m_channelImage));
+            m_channelImage = takeSpareImage();
+        }
+        m_channelImage = kBlankImage;
     } else if (field == Field::chCategories) {
         m_channel.categories.push_back(m_channelCategory);
         m_channelCategory = TQLCategoriesBase();
@@ -367,44 +380,70 @@ int TQLModuleResponseChannelListingHandler::handleEndMap(const char* fullPath)
 // into four sized variants.
 void TQLModuleResponseChannelListingHandler::scaleChannelLogo()
 {
-    TQLImage source;
+    const TQLImage* source = nullptr;
     for (const TQLImage& image : m_channel.images) {
-        if (image.width >= 701 || image.width > source.width)
-            source = image;
+        if (image.width >= 701 || image.width > (source ? source->width : 0))
+            source = &image;
     }
-    if (source.url.isEmpty())
+    if (!source || source->url.isEmpty())
         return;
-    m_channel.images.clear();
-    m_channel.images.reserve(4);
     // The text of the source with the three query items added, as tql_url
     // writes it: all before the query, the query with the new items behind
     // the old ones, the fragment. Parsed once; the four variants differ only
     // in the number, so they are written as text, not built as URL objects.
-    const tql_url base(source.url);
+    const tql_url base(source->url);
     const char pair = base.queryPairDelimiter();
     const char value = base.queryValueDelimiter();
-    std::string head = base.toString(tql_url::RemoveQuery | tql_url::RemoveFragment).toStdString();
-    head += '?';
+    const tql_string head = base.toString(tql_url::RemoveQuery | tql_url::RemoveFragment);
+    m_urlHead.assign(head.c_str(), static_cast<size_t>(head.length()));
+    m_urlHead += '?';
     if (!base.queryItems().empty()) {
-        head += base.queryString().toStdString();
-        head += pair;
+        const tql_string query = base.queryString();
+        m_urlHead.append(query.c_str(), static_cast<size_t>(query.length()));
+        m_urlHead += pair;
     }
-    std::string tail;
-    if (!base.fragment().isEmpty())
-        tail = "#" + base.fragment().toStdString();
-    std::string url;
+    m_urlTail.clear();
+    if (!base.fragment().isEmpty()) {
+        m_urlTail += '#';
+        m_urlTail.append(base.fragment().c_str(), static_cast<size_t>(base.fragment().length()));
+    }
+    keepSpareImages(m_channel.images);
+    m_channel.images.reserve(4);
     for (int size = 700; size >= 100; size -= 200) {
-        const std::string number = std::to_string(size);
-        url.assign(head);
-        url.append("width").append(1, value).append(number).append(1, pair);
-        url.append("height").append(1, value).append(number).append(1, pair);
-        url.append("preserveAspect").append(1, value).append("true").append(tail);
-        m_channel.images.push_back(TQLImage());
-        TQLImage& variant = m_channel.images.back();
-        variant.url.append(url.data(), static_cast<int>(url.size())); // written in place, no temporary
+        char number[12];
+        const int digits = snprintf(number, sizeof number, "%d", size);
+        TQLImage variant = takeSpareImage();
+        tql_string& url = variant.url; // written in place, into the room a former variant left
+        url.append(m_urlHead.data(), static_cast<int>(m_urlHead.size()));
+        url.append("width", 5).append(&value, 1).append(number, digits).append(&pair, 1);
+        url.append("height", 6).append(&value, 1).append(number, digits).append(&pair, 1);
+        url.append("preserveAspect", 14).append(&value, 1).append("true", 4);
+        url.append(m_urlTail.data(), static_cast<int>(m_urlTail.size()));
         variant.width = size;
         variant.height = size;
+        m_channel.images.push_back(std::move(variant));
     }
+}
+
+TQLImage TQLModuleResponseChannelListingHandler::takeSpareImage()
+{
+    TQLImage image;
+    if (!m_spareImages.empty()) {
+        image = std::move(m_spareImages.back());
+        m_spareImages.pop_back();
+        image = kBlankImage;
+    }
+    return image;
+}
+
+void TQLModuleResponseChannelListingHandler::keepSpareImages(tql_list<TQLImage>& images)
+{
+    for (TQLImage& image : images) {
+        if (m_spareImages.size() >= kMostSpareImages)
+            break;
+        m_spareImages.push_back(std::move(image));
+    }
+    images.clear();
 }
 
 void TQLModuleResponseChannelListingHandler::findBestGenreIcon(int superCategory, int category)
@@ -505,22 +544,59 @@ void TQLModuleResponseChannelListingHandler::sendChannelCallback()
             m_callback->function(m_callback->context, &content) == -4)
             TQL_LOG(4, "Channel %s not available", m_channel.name.c_str());
     }
+    keepSpareImages(m_channel.images);
     m_channel = TQLChannel();
 }
 
-const std::vector<std::pair<size_t, size_t>>&
+void TQLModuleResponseChannelListingHandler::indexListings()
+{
+    const tql_list<TQLSuperCategories>& tree = record()->superCategories;
+    size_t count = 0;
+    for (const TQLSuperCategories& super : tree)
+        for (const TQLCategories& category : super.categories)
+            count += category.channels.size();
+    m_listings.clear();
+    m_listings.reserve(count); // at its size at once: no doubling on top of the tree's peak
+    for (size_t s = 0; s < tree.size(); ++s)
+        for (size_t c = 0; c < tree[s].categories.size(); ++c) {
+            const tql_list<TQLChannelBase>& listed = tree[s].categories[c].channels;
+            for (size_t i = 0; i < listed.size(); ++i)
+                m_listings.push_back({hashOf(listed[i].channelGuid), static_cast<uint32_t>(s),
+                                      static_cast<uint32_t>(c), static_cast<uint32_t>(i)});
+        }
+    // By hash, and within a hash in tree order, the order of the reports.
+    std::sort(m_listings.begin(), m_listings.end(), [](const Listing& a, const Listing& b) {
+        if (a.hash != b.hash)
+            return a.hash < b.hash;
+        if (a.superCategory != b.superCategory)
+            return a.superCategory < b.superCategory;
+        if (a.category != b.category)
+            return a.category < b.category;
+        return a.channel < b.channel;
+    });
+    m_indexedSuperCategories = tree.size();
+}
+
+const tql_list<std::pair<size_t, size_t>>&
 TQLModuleResponseChannelListingHandler::listingsOf(const tql_string& channelGuid)
 {
     const tql_list<TQLSuperCategories>& tree = record()->superCategories;
-    if (m_indexedSuperCategories != tree.size()) {
-        m_listings.clear();
-        for (size_t s = 0; s < tree.size(); ++s)
-            for (size_t c = 0; c < tree[s].categories.size(); ++c)
-                for (const TQLChannelBase& listed : tree[s].categories[c].channels)
-                    m_listings[listed.channelGuid.toStdString()].emplace_back(s, c);
-        m_indexedSuperCategories = tree.size();
+    if (m_indexedSuperCategories != tree.size())
+        indexListings();
+    m_hits.clear();
+    Listing key{hashOf(channelGuid), 0, 0, 0};
+    auto it = std::lower_bound(m_listings.begin(), m_listings.end(), key,
+                               [](const Listing& a, const Listing& b) { return a.hash < b.hash; });
+    for (; it != m_listings.end() && it->hash == key.hash; ++it) {
+        // The place is checked before it is read: a hash says only where to look.
+        if (it->superCategory >= tree.size())
+            continue;
+        const TQLSuperCategories& super = tree[it->superCategory];
+        if (it->category >= super.categories.size())
+            continue;
+        const tql_list<TQLChannelBase>& listed = super.categories[it->category].channels;
+        if (it->channel < listed.size() && listed[it->channel].channelGuid == channelGuid)
+            m_hits.emplace_back(it->superCategory, it->category);
     }
-    static const std::vector<std::pair<size_t, size_t>> none;
-    auto it = m_listings.find(channelGuid.toStdString());
-    return it == m_listings.end() ? none : it->second;
+    return m_hits;
 }

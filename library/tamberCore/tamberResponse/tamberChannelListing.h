@@ -5,8 +5,8 @@
 // joined with the categories that list it and handed on the moment its
 // object ends, so the line-up is never held whole.
 
+#include <cstdint>
 #include <string>
-#include <unordered_map>
 #include <utility>
 #include <vector>
 
@@ -30,6 +30,11 @@ public:
 class TQLCategoriesBase {
 public:
     virtual ~TQLCategoriesBase() {}
+    TQLCategoriesBase() = default;
+    TQLCategoriesBase(const TQLCategoriesBase&) = default;
+    TQLCategoriesBase(TQLCategoriesBase&&) = default;
+    TQLCategoriesBase& operator=(const TQLCategoriesBase&) = default;
+    TQLCategoriesBase& operator=(TQLCategoriesBase&&) = default;
 
     tql_string categoryGuid;
     tql_string name;
@@ -76,6 +81,11 @@ public:
 class TQLInactivityTimeouts {
 public:
     virtual ~TQLInactivityTimeouts() {}
+    TQLInactivityTimeouts() = default;
+    TQLInactivityTimeouts(const TQLInactivityTimeouts&) = default;
+    TQLInactivityTimeouts(TQLInactivityTimeouts&&) = default;
+    TQLInactivityTimeouts& operator=(const TQLInactivityTimeouts&) = default;
+    TQLInactivityTimeouts& operator=(TQLInactivityTimeouts&&) = default;
 
     tql_string platform;
     int value = 0;
@@ -148,11 +158,30 @@ private:
     TQLCategoriesBase m_channelCategory;
     tql_string m_genreIconUrl; // not cleared between listings, on purpose
 
+    // Images of finished channels, kept with the room of their texts, so that
+    // the next channel's logos and sized variants are written into them
+    // instead of into new blocks. A few at most, whatever a reply holds.
+    TQLImage takeSpareImage();
+    void keepSpareImages(tql_list<TQLImage>& images);
+    tql_list<TQLImage> m_spareImages;
+    std::string m_urlHead; // the parts of a source logo's URL around the sizes
+    std::string m_urlTail;
+
     // Where each channel is listed, in tree order: the join then costs a
-    // look-up per channel instead of a walk of the whole tree. Made again
-    // whenever the tree has grown.
-    const std::vector<std::pair<size_t, size_t>>& listingsOf(const tql_string& channelGuid);
-    std::unordered_map<std::string, std::vector<std::pair<size_t, size_t>>> m_listings;
+    // look-up per channel instead of a walk of the whole tree. One sorted
+    // array of the guid's hash and the listing's place, made again whenever
+    // the tree has grown; a hit counts only when the listed guid is the
+    // channel's, so the index holds no copy of any guid.
+    struct Listing {
+        size_t hash;
+        uint32_t superCategory;
+        uint32_t category;
+        uint32_t channel;
+    };
+    void indexListings();
+    const tql_list<std::pair<size_t, size_t>>& listingsOf(const tql_string& channelGuid);
+    tql_list<Listing> m_listings;
+    tql_list<std::pair<size_t, size_t>> m_hits;
     size_t m_indexedSuperCategories = static_cast<size_t>(-1);
 };
 

@@ -8,6 +8,11 @@
 class TQLImage {
 public:
     virtual ~TQLImage() {}
+    TQLImage() = default;
+    TQLImage(const TQLImage&) = default;
+    TQLImage(TQLImage&&) = default; // lists of images grow by moving their texts
+    TQLImage& operator=(const TQLImage&) = default;
+    TQLImage& operator=(TQLImage&&) = default;
 
     tql_string name;
     tql_string url;

@@ -22,19 +22,29 @@
 #include "tamberTypes/tamberDebug.h"
 
 namespace {
-const char* const scPath_status = "/status";
-const char* const scPath_messages = "/messages";
-const char* const scPath_messagesCode = "/messages/code";
-const char* const scPath_messagesMessage = "/messages/message";
-const char* const scPath_moduleArea = "/moduleList/modules/moduleArea";
-const char* const scPath_moduleType = "/moduleList/modules/moduleType";
-const char* const scPath_screen = "/moduleList/modules/moduleResponse/screen";
-const char* const scPath_updateFrequency = "/moduleList/modules/updateFrequency";
-const char* const scPath_showList = "/showList";
+const char scPath_status[] = "/status";
+const char scPath_messages[] = "/messages";
+const char scPath_messagesCode[] = "/messages/code";
+const char scPath_messagesMessage[] = "/messages/message";
+const char scPath_moduleArea[] = "/moduleList/modules/moduleArea";
+const char scPath_moduleType[] = "/moduleList/modules/moduleType";
+const char scPath_screen[] = "/moduleList/modules/moduleResponse/screen";
+const char scPath_updateFrequency[] = "/moduleList/modules/updateFrequency";
+const char scPath_showList[] = "/showList";
 
 bool equals(const char* a, const char* b)
 {
     return strcmp(a, b) == 0;
+}
+
+// strcmp of a path of known length with one of the constants above, without
+// its walk along the long head most paths share with them: a path shorter
+// than the constant, or one that goes on past it, is told by one byte. (A
+// key may hold a decoded NUL; the path then ends there, as for strcmp.)
+template <size_t N>
+bool is(const char* path, size_t length, const char (&constant)[N])
+{
+    return length >= N - 1 && path[N - 1] == '\0' && memcmp(path, constant, N - 1) == 0;
 }
 } // namespace
 
@@ -141,6 +151,10 @@ void TQLModuleHandlerBase::storeModule()
 
 bool TQLModuleHandlerBase::takeEnvelopeString(const char* path, const tql_string& value)
 {
+    // Every string of a reply passes here; nearly none has the length of the two.
+    static_assert(sizeof scPath_moduleArea == sizeof scPath_moduleType, "one length for both");
+    if (strnlen(path, sizeof scPath_moduleArea) != sizeof scPath_moduleArea - 1)
+        return false;
     if (equals(path, scPath_moduleArea)) {
         m_module.moduleArea = value;
         return true;
@@ -238,8 +252,20 @@ int TQLResponseHandler::pathDepth() const
 
 bool TQLResponseHandler::isShowList(const char* fullPath) const
 {
-    return strncmp(fullPath, scPath_showList, strlen(scPath_showList)) == 0;
+    // Nearly every path turns away at its second character.
+    return fullPath[0] == '/' && fullPath[1] == 's' &&
+           strncmp(fullPath, scPath_showList, sizeof scPath_showList - 1) == 0;
 }
+
+namespace {
+// The length of a text printPath gave: the path's own tail, or the root constant.
+size_t lengthOf(const char* printed, const char* path, unsigned int pathLength)
+{
+    if (printed == TQLResponseHandler::scPath_root)
+        return strlen(printed);
+    return static_cast<size_t>(path + pathLength - printed);
+}
+} // namespace
 
 int TQLResponseHandler::handleBooleanIf(int value)
 {
@@ -258,6 +284,8 @@ int TQLResponseHandler::handleNumberIf(double value)
 {
     const char* full = printPath(0);
     const char* shortPath = printPath(1);
+    const size_t fullLength = m_pathLength;
+    const size_t shortLength = lengthOf(shortPath, m_path, m_pathLength);
     // The envelope counts only while no handler exists: after the selection
     // a number goes to the handler alone.
     if (m_moduleHandler)
@@ -267,7 +295,7 @@ int TQLResponseHandler::handleNumberIf(double value)
     m_tmpNumbers.push_back(tql_pair<tql_string, double>(tql_string(shortPath), value));
     m_tmpOrder.push_back(handlerNumber);
 
-    if (equals(full, scPath_messagesCode) || equals(shortPath, scPath_messagesCode)) {
+    if (is(full, fullLength, scPath_messagesCode) || is(shortPath, shortLength, scPath_messagesCode)) {
         // A code can only follow a message map, which made the entry; a reply
         // that breaks that is dropped here rather than trusted.
         if (m_response->m_messages.empty()) {
@@ -278,10 +306,10 @@ int TQLResponseHandler::handleNumberIf(double value)
             message.m_code = truncToInt(value);
             m_response->m_messages.push_back(message);
         }
-    } else if (equals(full, scPath_status) || equals(shortPath, scPath_status)) {
+    } else if (is(full, fullLength, scPath_status) || is(shortPath, shortLength, scPath_status)) {
         m_response->m_status = truncToInt(value);
     }
-    if (equals(shortPath, scPath_updateFrequency))
+    if (is(shortPath, shortLength, scPath_updateFrequency))
         m_response->m_updateFrequency = truncToInt(value);
     return 1;
 }
@@ -292,24 +320,25 @@ int TQLResponseHandler::handleStringIf(const tql_string& value)
     const char* shortPath = printPath(1);
     if (m_moduleHandler && isShowList(full))
         return m_moduleHandler->handleString(full, value);
+    const size_t shortLength = lengthOf(shortPath, m_path, m_pathLength);
 
-    if (equals(shortPath, scPath_moduleArea) || equals(shortPath, scPath_moduleType) ||
-        equals(shortPath, scPath_screen)) {
+    if (is(shortPath, shortLength, scPath_moduleArea) || is(shortPath, shortLength, scPath_moduleType) ||
+        is(shortPath, shortLength, scPath_screen)) {
         selectModulHandler(value);
-    } else if (equals(shortPath, scPath_messagesCode) || equals(shortPath, scPath_messagesMessage)) {
+    } else if (is(shortPath, shortLength, scPath_messagesCode) || is(shortPath, shortLength, scPath_messagesMessage)) {
         if (m_response->m_messages.empty()) {
             TQL_LOG(2, "Message text without a message, dropped");
         } else {
             TQLMessagesType message = m_response->m_messages.back();
             m_response->m_messages.pop_back();
-            if (equals(shortPath, scPath_messagesCode))
+            if (is(shortPath, shortLength, scPath_messagesCode))
                 message.m_codeText = value;
             else
                 message.m_message = value;
             m_response->m_messages.push_back(message);
         }
     }
-    if (equals(shortPath, scPath_updateFrequency))
+    if (is(shortPath, shortLength, scPath_updateFrequency))
         m_response->m_updateFrequency = value.toInt(nullptr, 10);
 
     if (m_moduleHandler)

@@ -7,6 +7,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <algorithm>
+#include <utility>
 #include <stdexcept>
 
 #include "tamberByteArray.h"
@@ -38,6 +39,12 @@ tql_string::tql_string(const std::string& s) : m_str(s) {}
 
 tql_string::tql_string(const tql_string& other) : m_str(other.m_str), m_isNull(other.isNull() ? 1 : 0) {}
 
+tql_string::tql_string(tql_string&& other) noexcept : m_isNull(other.isNull() ? 1 : 0)
+{
+    m_str.swap(other.m_str); // isNull() of the source is read before its text goes
+    other.m_str.clear();
+}
+
 tql_string::~tql_string() {}
 
 tql_string& tql_string::operator=(const tql_string& other)
@@ -46,6 +53,16 @@ tql_string& tql_string::operator=(const tql_string& other)
         return *this;
     m_isNull = other.isNull() ? 1 : 0;
     m_str = other.m_str;
+    return *this;
+}
+
+tql_string& tql_string::operator=(tql_string&& other) noexcept
+{
+    if (this == &other)
+        return *this;
+    m_isNull = other.isNull() ? 1 : 0;
+    m_str = std::move(other.m_str);
+    other.m_str.clear();
     return *this;
 }
 

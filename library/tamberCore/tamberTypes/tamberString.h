@@ -22,9 +22,13 @@ public:
     tql_string(const tql_string& other, int pos, int length = -1);
     tql_string(const std::string& s);
     tql_string(const tql_string& other);
+    // A move hands the text's block over and keeps isNull() as a copy would;
+    // the source is left empty, as after clear. Lists of records move, not copy.
+    tql_string(tql_string&& other) noexcept;
     virtual ~tql_string();
 
     tql_string& operator=(const tql_string& other);
+    tql_string& operator=(tql_string&& other) noexcept;
     tql_string& operator=(const char* s);
     tql_string& operator+=(const tql_string& other);
     tql_string& operator+=(const char* s);
