@@ -1,6 +1,7 @@
 #include "clips.h"
 
 #include "hls.h"
+#include "json_tree.h"
 #include "json_writer.h"
 
 #include <yajl/yajl_tree.h>
@@ -52,17 +53,6 @@ Reply failure(int code)
     w.key("moduleList").beginObject().key("modules").beginArray().endArray().endObject();
     w.endObject().endObject();
     return text(w.str(), "application/json");
-}
-
-using Tree = std::unique_ptr<yajl_val_s, void (*)(yajl_val)>;
-
-yajl_val at(yajl_val node, std::initializer_list<const char*> keys)
-{
-    for (const char* key : keys) {
-        const char* path[] = {key, nullptr};
-        node = node ? yajl_tree_get(node, path, yajl_t_any) : nullptr;
-    }
-    return node;
 }
 
 // "/hls/aic/SERVER/GUID/variant.m3u8" or "/hls/aic/SERVER/GUID/RATE/FILE".
@@ -184,15 +174,15 @@ Reply ClipChannels::tune(const httplib::Request& req) const
 // The clips after the last one the library names.
 Reply ClipChannels::refresh(const httplib::Request& req) const
 {
-    if (req.body.empty() || req.body.find('\0') != std::string::npos)
+    Tree root = parseObject(req.body);
+    if (!root)
         return failure(600);
-    Tree root(yajl_tree_parse(req.body.c_str(), nullptr, 0), yajl_tree_free);
-    yajl_val modules = at(root.get(), {"moduleList", "modules"});
+    yajl_val modules = find(root.get(), {"moduleList", "modules"});
     if (!YAJL_IS_ARRAY(modules) || modules->u.array.len == 0)
         return failure(600);
-    yajl_val request = at(modules->u.array.values[0], {"moduleRequest"});
-    yajl_val guid = at(request, {"channelGuid"});
-    yajl_val tracks = at(request, {"tracks"});
+    yajl_val request = find(modules->u.array.values[0], {"moduleRequest"});
+    yajl_val guid = find(request, {"channelGuid"});
+    yajl_val tracks = find(request, {"tracks"});
     if (!YAJL_IS_STRING(guid) || !YAJL_IS_ARRAY(tracks) || tracks->u.array.len > kMaxTracks)
         return failure(600);
     const Channel* channel = clipChannel(YAJL_GET_STRING(guid));
@@ -200,7 +190,7 @@ Reply ClipChannels::refresh(const httplib::Request& req) const
         return failure(309);
     int64_t next = 0;
     for (size_t i = 0; i < tracks->u.array.len; ++i) {
-        yajl_val asset = at(tracks->u.array.values[i], {"assetGuid"});
+        yajl_val asset = find(tracks->u.array.values[i], {"assetGuid"});
         const Channel* owner = nullptr;
         int64_t n = 0;
         if (YAJL_IS_STRING(asset) && parseClipGuid(YAJL_GET_STRING(asset), owner, n) && owner == channel)

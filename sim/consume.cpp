@@ -1,4 +1,5 @@
 #include "consume.h"
+#include "json_tree.h"
 
 #include <yajl/yajl_tree.h>
 
@@ -11,8 +12,6 @@
 namespace tqlsim {
 
 namespace {
-
-using Tree = std::unique_ptr<yajl_val_s, void (*)(yajl_val)>;
 
 const size_t kMaxBody = 64 * 1024;
 
@@ -118,26 +117,7 @@ std::string ConsumeLog::parse(const std::string& body, int generation, ConsumeRe
     // or deeper is no report, and the tree parser is never asked.
     if (body.empty() || body.size() > kMaxBody || body.find('\0') != std::string::npos)
         return "no document";
-    int depth = 0, deepest = 0;
-    bool inString = false, escaped = false;
-    for (char c : body) {
-        if (inString) {
-            if (escaped)
-                escaped = false;
-            else if (c == '\\')
-                escaped = true;
-            else if (c == '"')
-                inString = false;
-            continue;
-        }
-        if (c == '"')
-            inString = true;
-        else if (c == '{' || c == '[')
-            deepest = std::max(deepest, ++depth);
-        else if (c == '}' || c == ']')
-            --depth;
-    }
-    if (deepest > 8)
+    if (nestingDepth(body) > 8)
         return "too deep";
     Tree root(yajl_tree_parse(body.c_str(), nullptr, 0), yajl_tree_free);
     yajl_val modules = member(member(root.get(), "moduleList"), "modules");

@@ -1,6 +1,7 @@
 // The profile endpoints: the collation read and the writes of presets,
 // favorites, the recents list and the global settings, served from and
 // applied to the account's profile.
+#include "json_tree.h"
 #include "json_writer.h"
 #include "profile.h"
 #include "service.h"
@@ -15,14 +16,12 @@ namespace tqlsim {
 
 namespace {
 
-using Tree = std::unique_ptr<yajl_val_s, void (*)(yajl_val)>;
 using Writer = std::function<void(JsonWriter&)>;
 
 // The code of a refused profile call (the `refuse` fault); the library
 // records it and treats it as a plain refusal.
 const int kRefusedCode = 607;
 const int kBadRequestCode = 600;
-const int kMaxDepth = 64;
 
 Reply reply(int status, int code, const char* text, const Writer& content = nullptr)
 {
@@ -46,60 +45,17 @@ Reply good(const Writer& content) { return reply(1, 100, "Successful request", c
 Reply badRequest() { return reply(0, kBadRequestCode, "Bad request"); }
 Reply refused() { return reply(0, kRefusedCode, "Profile update refused"); }
 
-// The tree parser frees by recursion: deep documents are refused unread.
-bool tooDeep(const std::string& text)
-{
-    int depth = 0;
-    bool inString = false, escaped = false;
-    for (char c : text) {
-        if (inString) {
-            if (escaped)
-                escaped = false;
-            else if (c == '\\')
-                escaped = true;
-            else if (c == '"')
-                inString = false;
-            continue;
-        }
-        if (c == '"')
-            inString = true;
-        else if ((c == '[' || c == '{') && ++depth > kMaxDepth)
-            return true;
-        else if (c == ']' || c == '}')
-            --depth;
-    }
-    return false;
-}
-
-Tree parse(const std::string& body)
-{
-    Tree none(nullptr, yajl_tree_free);
-    if (body.empty() || body.find('\0') != std::string::npos || tooDeep(body))
-        return none;
-    Tree root(yajl_tree_parse(body.c_str(), nullptr, 0), yajl_tree_free);
-    return root && YAJL_IS_OBJECT(root.get()) ? std::move(root) : std::move(none);
-}
-
-yajl_val at(yajl_val node, std::initializer_list<const char*> keys)
-{
-    for (const char* key : keys) {
-        const char* path[] = {key, nullptr};
-        node = node ? yajl_tree_get(node, path, yajl_t_any) : nullptr;
-    }
-    return node;
-}
-
 // A text of the document, cut to the profile's limit; empty when absent.
 std::string text(yajl_val node, const char* key)
 {
-    yajl_val v = at(node, {key});
+    yajl_val v = find(node, {key});
     std::string s = YAJL_IS_STRING(v) ? YAJL_GET_STRING(v) : "";
     return s.size() > kMaxProfileText ? s.substr(0, kMaxProfileText) : s;
 }
 
 int number(yajl_val node, const char* key)
 {
-    yajl_val v = at(node, {key});
+    yajl_val v = find(node, {key});
     if (!YAJL_IS_INTEGER(v))
         return 0;
     long long n = YAJL_GET_INTEGER(v);
@@ -120,7 +76,7 @@ std::vector<yajl_val> maps(yajl_val node)
 // moduleList.modules[0] of a request document, or null.
 yajl_val firstModule(yajl_val root)
 {
-    std::vector<yajl_val> modules = maps(at(root, {"moduleList", "modules"}));
+    std::vector<yajl_val> modules = maps(find(root, {"moduleList", "modules"}));
     return modules.empty() ? nullptr : modules.front();
 }
 
@@ -205,12 +161,12 @@ Reply Service::collation(const httplib::Request& req)
 // module's type says which. Each answers with the list as it now stands.
 Reply Service::profileModify(const httplib::Request& req)
 {
-    Tree root = parse(req.body);
+    Tree root = parseObject(req.body);
     yajl_val mod = firstModule(root.get());
     std::string area = text(mod, "moduleArea"), type = text(mod, "moduleType");
-    yajl_val presets = at(mod, {"moduleDetails", "presetsList", "presets"});
-    yajl_val favorites = at(mod, {"moduleDetails", "favoritesList", "favorites"});
-    yajl_val recents = at(mod, {"moduleRequest", "profileUpdateRequest", "gupRecentPlaysUpdateRequests"});
+    yajl_val presets = find(mod, {"moduleDetails", "presetsList", "presets"});
+    yajl_val favorites = find(mod, {"moduleDetails", "favoritesList", "favorites"});
+    yajl_val recents = find(mod, {"moduleRequest", "profileUpdateRequest", "gupRecentPlaysUpdateRequests"});
     const char* call = type == "Presets" && YAJL_IS_ARRAY(presets)             ? "presets"
                        : type == "Favorites" && YAJL_IS_ARRAY(favorites)       ? "favorites"
                        : type == "GUPCollation" && YAJL_IS_ARRAY(recents)      ? "recents"
@@ -250,10 +206,10 @@ Reply Service::profileModify(const httplib::Request& req)
 
 Reply Service::settingsModify(const httplib::Request& req)
 {
-    Tree root = parse(req.body);
+    Tree root = parseObject(req.body);
     yajl_val mod = firstModule(root.get());
     std::vector<yajl_val> updates =
-        maps(at(mod, {"moduleRequest", "profileUpdateRequest", "gupGlobalSettingsUpdateRequests"}));
+        maps(find(mod, {"moduleRequest", "profileUpdateRequest", "gupGlobalSettingsUpdateRequests"}));
     if (text(mod, "moduleArea") != "Profile" || text(mod, "moduleType") != "GUPCollation" || updates.empty())
         return badRequest();
     Reply r;
@@ -264,7 +220,7 @@ Reply Service::settingsModify(const httplib::Request& req)
         return refused();
     profiles_.change(user, [&](Profile& p) {
         for (yajl_val update : updates)
-            for (yajl_val s : maps(at(update, {"globalSettingList", "globalSettings"})))
+            for (yajl_val s : maps(find(update, {"globalSettingList", "globalSettings"})))
                 if (!text(s, "settingName").empty())
                     applySetting(p, text(s, "settingName"), text(s, "settingValue"));
     });

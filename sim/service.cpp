@@ -1,5 +1,6 @@
 #include "service.h"
 
+#include "json_tree.h"
 #include "json_writer.h"
 #include "shows.h"
 
@@ -17,11 +18,9 @@ namespace tqlsim {
 
 namespace {
 
-using Tree = std::unique_ptr<yajl_val_s, void (*)(yajl_val)>;
 using Writer = std::function<void(JsonWriter&)>;
 
 const size_t kMaxEchoedText = 256;
-const int kMaxJsonDepth = 64;
 // Tile lists stay good this long; the library asks again after that.
 const int kCarouselLifetimeSeconds = 3600;
 // The search results sit under a title the library reads them under.
@@ -92,51 +91,6 @@ Reply badRequest() { return failure(600); }
 Reply success(const char* area, const char* type, const Writer& content = nullptr)
 {
     return json(envelope(1, {100}, [&](JsonWriter& w) { module(w, area, type, content); }));
-}
-
-// Deepest nesting of arrays and objects in a JSON text. The tree parser
-// frees by recursion, so deep documents are refused before they reach it.
-int nestingDepth(const std::string& text)
-{
-    int depth = 0, deepest = 0;
-    bool inString = false, escaped = false;
-    for (char c : text) {
-        if (inString) {
-            if (escaped)
-                escaped = false;
-            else if (c == '\\')
-                escaped = true;
-            else if (c == '"')
-                inString = false;
-        } else if (c == '"') {
-            inString = true;
-        } else if (c == '[' || c == '{') {
-            deepest = std::max(deepest, ++depth);
-        } else if (c == ']' || c == '}') {
-            --depth;
-        }
-    }
-    return deepest;
-}
-
-Tree parseObject(const std::string& body)
-{
-    Tree none(nullptr, yajl_tree_free);
-    if (body.empty() || body.find('\0') != std::string::npos || nestingDepth(body) > kMaxJsonDepth)
-        return none;
-    Tree root(yajl_tree_parse(body.c_str(), nullptr, 0), yajl_tree_free);
-    if (!root || !YAJL_IS_OBJECT(root.get()))
-        return none;
-    return root;
-}
-
-yajl_val find(yajl_val node, std::initializer_list<const char*> keys)
-{
-    for (const char* key : keys) {
-        const char* path[] = {key, nullptr};
-        node = node ? yajl_tree_get(node, path, yajl_t_any) : nullptr;
-    }
-    return node;
 }
 
 // moduleList.modules[0] of a request document, or null.
