@@ -9,6 +9,8 @@
 #include "tamberRequest.h"
 #include "tamberTypes/tamberDebug.h"
 
+#include <cstring>
+
 namespace {
 
 void setWords(TQLConsumeRequests& record, const char* event, const char* action)
@@ -118,12 +120,18 @@ void CMTamberNodeResponder::reportConsume(int userAction, int type, bool v4)
         m_prevConsumeMode = m_curConsumeMode;
     }
 
+    // A report that fails stays here: the error a stop later hands the host
+    // must be the playback's, not that of a report it never asked for.
+    tql_errorNotification playbackError;
+    memset(&playbackError, 0, sizeof playbackError);
+    m_tamberRequest->getErrorResponse(&playbackError);
     TQLResponse* response = v4 ? m_tamberRequest->tamberV4NorvaleConsume(first, second)
                                : m_tamberRequest->tamberV2NorvaleConsume(first, second);
     if (!response || response->m_status != 1)
         TQL_LOG(1, "Consume report error");
     else
         TQL_LOG(3, "Consume report sent");
+    m_tamberRequest->restoreErrorResponse(playbackError);
 
     if (keepsTimerRunning(type)) {
         m_consumeTimer->m_interval = kConsumePeriodMs;

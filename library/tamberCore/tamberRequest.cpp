@@ -404,6 +404,12 @@ void TamberRequest::setLibraryErrorResponse(int code, int serverCode)
     TQL_LOG(3, "TQL Response code: %d", serverCode);
 }
 
+void TamberRequest::restoreErrorResponse(const tql_errorNotification& saved)
+{
+    m_errorResponse.errorCode = saved.errorCode;
+    m_errorResponse.responseCode = saved.responseCode;
+}
+
 void TamberRequest::getErrorResponse(tql_errorNotification* out) const
 {
     if (!out)

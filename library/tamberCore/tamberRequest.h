@@ -165,6 +165,8 @@ public:
     void setLibraryErrorResponse(int code, int serverCode);
     // Copies the library error and the service code; the rest of out is untouched.
     void getErrorResponse(tql_errorNotification* out) const;
+    // Puts back a record read with getErrorResponse, without a log line.
+    void restoreErrorResponse(const tql_errorNotification& saved);
 
     // Server messages.
     void initErrorTable();

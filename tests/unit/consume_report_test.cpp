@@ -409,6 +409,28 @@ TEST_F(ConsumeReport, ARefusedReportIsLoggedAndPlaybackGoesOn)
     EXPECT_EQ(1, tql_userPause(1));
 }
 
+TEST_F(ConsumeReport, AReportLostOnTheWireOrToAnEndedSessionLeavesNoFailureForTheStop)
+{
+    for (int lostOnTheWire = 0; lostOnTheWire < 2; ++lostOnTheWire) {
+        SCOPED_TRACE(lostOnTheWire ? "transport failure" : "session ended");
+        answerReports(testport::serviceReply("", 0, R"([{"code":208,"message":"session ended"}])"));
+        for (testport::Route& r : port().routes)
+            if (lostOnTheWire && (r.url == kV2 || r.url == kV4)) {
+                r.transportError = 18;
+                r.failAfterBytes = 10;
+            }
+        play();
+        tql_on_playTimeChanged(0);
+        EXPECT_EQ(2u, reports().size());
+        std::vector<int> errors;
+        g_errors = &errors;
+        tql_stopChannel();
+        g_errors = nullptr;
+        EXPECT_EQ(std::vector<int>(), errors);
+        reports(); // the stop's own report
+    }
+}
+
 TEST_F(ConsumeReport, AChangeOfChannelKindReportsTwoGroups)
 {
     play();
