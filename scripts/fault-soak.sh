@@ -165,7 +165,12 @@ python3 "$here/check-adts.py" "$work/audio.aac" "$fixture/track1.aac" "$fixture/
   "$fixture/track3.aac" > "$work/adts.out" 2>&1 || fail "output not continuous: $(cat "$work/adts.out")"
 
 # Memory: the highest resident size of the last third of the run against
-# that of the second third; a leak grows with the faults survived.
+# that of the second third; a leak grows with the faults survived. Under
+# AddressSanitizer the quarantine keeps freed memory resident for a while,
+# so resident size says nothing there; LeakSanitizer checks leaks instead.
+if [[ "$(ldd "$play_bin" 2>/dev/null)" == *libasan* ]]; then
+  echo "memory: not measured under AddressSanitizer"
+else
 python3 - "$work/rss" <<'PY' || fail "memory grew"
 import sys
 rows = [int(l.split()[1]) for l in open(sys.argv[1]) if len(l.split()) == 2]
@@ -177,5 +182,6 @@ middle, last = max(rows[third:2 * third]), max(rows[2 * third:])
 print("memory: %d KB in the middle third, %d KB in the last (%d samples)" % (middle, last, len(rows)))
 sys.exit(0 if last <= middle + 1024 else 1)
 PY
+fi
 cat "$work/faults"
 echo "soak OK: $applied faults in $round rounds; $(cat "$work/adts.out")"
